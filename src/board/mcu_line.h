@@ -1,0 +1,31 @@
+#pragma once
+// Writing command lines to the MCU. Any thread may write; one lock keeps two
+// writers from interleaving their lines.
+#include <sys/types.h>
+
+#include <atomic>
+#include <mutex>
+#include <string_view>
+
+namespace board {
+
+class McuLine {
+ public:
+  virtual ~McuLine() = default;
+  virtual ssize_t write(const char* data, size_t n) = 0;
+  ssize_t write(std::string_view s) { return write(s.data(), s.size()); }
+};
+
+// The serial descriptor, shared with the reader.
+class SerialMcuLine : public McuLine {
+ public:
+  ssize_t write(const char* data, size_t n) override;
+  void set_fd(int fd) { fd_.store(fd); }
+  int fd() const { return fd_.load(); }
+
+ private:
+  std::mutex lock_;
+  std::atomic<int> fd_{-1};
+};
+
+}  // namespace board

@@ -1,0 +1,18 @@
+#pragma once
+#include <cstddef>
+
+#include "interpreter/context.h"
+
+namespace interp {
+
+// Interprets one MCU message (modifiable, NUL-terminated). Run by the worker.
+int MachineCommunication_RV470(Context& ctx, char* message);
+
+// The position just after the first occurrence of needle in text, or null.
+char* str_Endpoint(const char* text, const char* needle);
+// The same, searching only the first min(strlen(text), limit) characters.
+char* str_Endpoint_len(const char* text, const char* needle, size_t limit);
+// One status character into destination[index mod 256]; mode 1 maps N/Y/X.
+void CopyString(char source, int index, char* destination, int mode);
+
+}  // namespace interp

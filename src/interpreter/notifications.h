@@ -1,0 +1,9 @@
+#pragma once
+// The MCU's clue, tip and sensor-warning notices.
+#include "interpreter/recogniser.h"
+
+namespace interp {
+
+Row notification_messages();
+
+}  // namespace interp

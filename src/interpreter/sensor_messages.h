@@ -1,0 +1,10 @@
+#pragma once
+// Sensor port settings and readings.
+#include "interpreter/recogniser.h"
+
+namespace interp {
+
+Row sensor_messages_a();
+Row sensor_messages_b();
+
+}  // namespace interp

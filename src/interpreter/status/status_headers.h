@@ -1,0 +1,9 @@
+#pragma once
+// The status dump's table headers: they arm CheckStatusMode.
+#include "interpreter/recogniser.h"
+
+namespace interp {
+
+Row status_header_messages();
+
+}  // namespace interp

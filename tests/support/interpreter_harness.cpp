@@ -1,0 +1,57 @@
+#include "support/interpreter_harness.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "interpreter/dispatcher.h"
+
+namespace testing_support {
+
+namespace {
+std::FILE* open_output(char** buf, size_t* len) { return open_memstream(buf, len); }
+}  // namespace
+
+InterpreterHarness::InterpreterHarness()
+    : out_(open_output(&out_buf_, &out_len_)),
+      files(scratch.root()),
+      settings(files),
+      ctx(board::Board{files, nvram, settings, runner, clock, mcu, out_}, state) {}
+
+InterpreterHarness::~InterpreterHarness() {
+  std::fclose(out_);
+  std::free(out_buf_);
+}
+
+int InterpreterHarness::feed(const std::string& message) {
+  std::unique_ptr<char[]> buf(new char[4500]());
+  std::strncpy(buf.get(), message.c_str(), 4499);
+  return interp::MachineCommunication_RV470(ctx, buf.get());
+}
+
+void InterpreterHarness::feed_all(const std::vector<std::string>& messages) {
+  for (const auto& m : messages) feed(m);
+}
+
+std::string InterpreterHarness::setting(const std::string& key) const {
+  std::string found = "<absent>";
+  for (const auto& line : settings_lines()) {
+    if (line.compare(0, key.size() + 1, key + "=") == 0) found = line.substr(key.size() + 1);
+  }
+  return found;
+}
+
+std::string InterpreterHarness::nv(const std::string& key) const {
+  auto it = nvram.values.find(key);
+  return it == nvram.values.end() ? "<absent>" : it->second;
+}
+
+std::string InterpreterHarness::take_output() {
+  std::fflush(out_);
+  std::string all(out_buf_ ? out_buf_ : "", out_len_);
+  std::string fresh = all.substr(taken_);
+  taken_ = all.size();
+  return fresh;
+}
+
+}  // namespace testing_support
