@@ -222,19 +222,23 @@ int retry_delay_time(Context& ctx, char* rest) { ctx.store("Secmin", rest); retu
 int relay_on(Context& ctx, char*) { ctx.store("relaypower", "1"); return 0; }
 int relay_off(Context& ctx, char*) { ctx.store("relaypower", "0"); return 0; }
 
+// A two-way choice: key = "0" for a rest beginning with word0, "1" for word1,
+// unchanged for anything else.
+void store_choice(Context& ctx, const char* key, const char* rest, const char* word0,
+                  const char* word1) {
+  if (starts_with(rest, word0))
+    ctx.store(key, "0");
+  else if (starts_with(rest, word1))
+    ctx.store(key, "1");
+}
+
 int relay_mode(Context& ctx, char* rest) {
-  if (starts_with(rest, "Dry_Contact"))
-    ctx.store("relaymode", "0");
-  else if (starts_with(rest, "Push_Button"))
-    ctx.store("relaymode", "1");
+  store_choice(ctx, "relaymode", rest, "Dry_Contact", "Push_Button");
   return 0;
 }
 
 int relay_toggle_voltage(Context& ctx, char* rest) {
-  if (starts_with(rest, "Low_Voltage"))
-    ctx.store("ralayvoltage", "0");
-  else if (starts_with(rest, "High_Voltage"))
-    ctx.store("ralayvoltage", "1");
+  store_choice(ctx, "ralayvoltage", rest, "Low_Voltage", "High_Voltage");
   return 0;
 }
 
