@@ -111,8 +111,10 @@ class Snmptrapd {
   void start(int port) {
     if (port <= 0) return;
     ::unlink(log_path().c_str());
+    // Everything it writes, its pid file included, stays in the scratch directory.
     std::vector<std::string> args = {kSnmptrapd, "-f", "-On", "-C", "-c", dir_ + "/snmptrapd.conf",
-                                     "-Lf", log_path(), "udp:127.0.0.1:" + std::to_string(port)};
+                                     "-p", dir_ + "/trapd.pid", "-Lf", log_path(),
+                                     "udp:127.0.0.1:" + std::to_string(port)};
     std::vector<char*> argv;
     for (auto& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
