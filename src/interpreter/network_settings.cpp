@@ -1,8 +1,158 @@
 #include "interpreter/network_settings.h"
 
+#include <cctype>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
 namespace interp {
 
-Row network_messages() { return {}; }
-Row dhcp_off_message() { return {}; }
+namespace {
+
+// --- value forms ---------------------------------------------------------
+
+// An IPv6 address as the web pages show it: lower case, at most 127 characters.
+std::string ipv6_text(const char* rest) {
+  constexpr size_t kMax = 127;
+  std::string text;
+  for (size_t i = 0; rest[i] != '\0' && i < kMax; ++i)
+    text += static_cast<char>(std::tolower(static_cast<unsigned char>(rest[i])));
+  return text;
+}
+
+// A dotted IPv4 value checked and written without leading zeros: exactly four
+// tokens between dots (empty tokens skipped), each shorter than four characters
+// and, read as a decimal number from its leading digits, from 0 to 255.
+// Anything else is no value.
+std::optional<std::string> ipv4_text(std::string_view rest) {
+  std::vector<std::string_view> tokens;
+  size_t pos = 0;
+  while (pos <= rest.size()) {
+    size_t dot = rest.find('.', pos);
+    size_t end = dot == std::string_view::npos ? rest.size() : dot;
+    if (end > pos) {
+      if (tokens.size() == 4) return std::nullopt;  // a fifth token
+      tokens.push_back(rest.substr(pos, end - pos));
+    }
+    if (dot == std::string_view::npos) break;
+    pos = dot + 1;
+  }
+  if (tokens.size() != 4) return std::nullopt;
+
+  std::string text;
+  for (std::string_view token : tokens) {
+    if (token.size() >= 4) return std::nullopt;
+    int value = std::atoi(std::string(token).c_str());
+    if (value < 0 || value > 255) return std::nullopt;
+    if (!text.empty()) text += '.';
+    text += std::to_string(value);
+  }
+  return text;
+}
+
+// --- handlers ------------------------------------------------------------
+
+// The settings that the MCU confirms as IPv4 values go to both stores.
+template <const char* Key>
+int ipv4_setting(Context& ctx, char* rest) {
+  if (auto value = ipv4_text(rest)) ctx.store(Key, *value);
+  return 0;
+}
+
+template <const char* Key>
+int ipv6_setting(Context& ctx, char* rest) {
+  ctx.nvram.set(Key, ipv6_text(rest));
+  return 0;
+}
+
+// The older firmware's "IPv61"/"IPv62" address form: stored as it came.
+template <const char* Key>
+int raw_setting(Context& ctx, char* rest) {
+  ctx.nvram.set(Key, rest);
+  return 0;
+}
+
+constexpr const char* kReloadMdns = "/log/www/cgi-bin/ReloadmDNSRepons.cgi restart &";
+
+template <const char* Key>
+int dhcp_on(Context& ctx, char*) {
+  ctx.store(Key, "DHCP");
+  return 0;
+}
+
+// Going static restarts the mDNS responder so that it announces the new address.
+template <const char* Key>
+int dhcp_off(Context& ctx, char*) {
+  ctx.store(Key, "STATIC");
+  ctx.runner.run(kReloadMdns);
+  return 0;
+}
+
+// The MCU lists the addresses after a change from the front panel: bring
+// both bridges down and up and start the address clients again.
+int restart_network(Context& ctx, char*) {
+  static const char* const kCommands[] = {
+      "killall -9 udhcpc 2>/dev/null",   "killall -9 odhcp6c 2>/dev/null",
+      "killall -9 mDNSResponder 2>/dev/null", "/sbin/ifconfig br-lan1 down",
+      "/sbin/ifconfig br-lan2 down",     "/sbin/ifconfig br-lan1 up",
+      "/sbin/ifconfig br-lan2 up",       "/sbin/wan.sh &",
+  };
+  for (const char* command : kCommands) ctx.runner.run(command);
+  return 0;
+}
+
+// Keys, as template arguments of the handlers.
+constexpr char kIPv6IPAddr[] = "IPv6IPAddr";
+constexpr char kIpv62Gateadd1[] = "Ipv62Gateadd1";
+constexpr char kIpv62Gateadd2[] = "Ipv62Gateadd2";
+constexpr char kIpv6Address1[] = "Ipv6Address1";
+constexpr char kIpv6Gateadd1[] = "Ipv6Gateadd1";
+constexpr char kIpv6Gateadd2[] = "Ipv6Gateadd2";
+constexpr char kConnectionType[] = "connectionType";
+constexpr char kWanConnectionMode[] = "wanConnectionMode";
+constexpr char kLanIpaddr[] = "lan_ipaddr";
+constexpr char kLanGateway[] = "lan_gateway";
+constexpr char kLanNetmask[] = "lan_netmask";
+constexpr char kWanIpaddr[] = "wan_ipaddr";
+constexpr char kWanGateway[] = "wan_gateway";
+constexpr char kWanNetmask[] = "wan_netmask";
+
+// After the sensor warnings; both firmware forms of each IPv6 message.
+constexpr Recogniser kNetwork[] = {
+    prefix("[SUCCESS]Set TCP/IPv62 IP Address To ", raw_setting<kIPv6IPAddr>),
+    prefix("[SUCCESS]Set TCP/IPv62 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
+    prefix("[SUCCESS]Set TCP/IPv62 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
+    prefix("[SUCCESS]Set TCP/IPv6 2 IP Address To ", ipv6_setting<kIPv6IPAddr>),
+    prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
+    prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
+    prefix("[SUCCESS]List Current TCP/IP Address", restart_network),
+    prefix("[SUCCESS]Set TCP/IPv61 IP Address To ", raw_setting<kIpv6Address1>),
+    prefix("[SUCCESS]Set TCP/IPv61 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
+    prefix("[SUCCESS]Set TCP/IPv61 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
+    prefix("[SUCCESS]Set TCP/IPv6 1 IP Address To ", ipv6_setting<kIpv6Address1>),
+    prefix("[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
+    prefix("[SUCCESS]Set TCP/IPv6 1 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
+    prefix("[SUCCESS]Set The TCP/IP2 DHCP ON", dhcp_on<kConnectionType>),
+    prefix("[SUCCESS]Set The TCP/IP2 DHCP OFF", dhcp_off<kConnectionType>),
+    prefix("[SUCCESS]Set TCP/IP2 IP Address To ", ipv4_setting<kLanIpaddr>),
+    prefix("[SUCCESS]Set TCP/IP2 Gateway Address To ", ipv4_setting<kLanGateway>),
+    prefix("[SUCCESS]Set TCP/IP2 Subnet Mask To ", ipv4_setting<kLanNetmask>),
+    prefix("[SUCCESS]Set TCP/IP1 IP Address To ", ipv4_setting<kWanIpaddr>),
+    prefix("[SUCCESS]Set TCP/IP1 Gateway Address To ", ipv4_setting<kWanGateway>),
+    prefix("[SUCCESS]Set TCP/IP1 Subnet Mask To ", ipv4_setting<kWanNetmask>),
+    prefix("[SUCCESS]Set The TCP/IP1 DHCP ON", dhcp_on<kWanConnectionMode>),
+};
+
+// Tested after every query reply: the last recogniser of the chain.
+constexpr Recogniser kDhcpOff[] = {
+    prefix("[SUCCESS]Set The TCP/IP1 DHCP OFF", dhcp_off<kWanConnectionMode>),
+};
+
+}  // namespace
+
+Row network_messages() { return row_of(kNetwork); }
+Row dhcp_off_message() { return row_of(kDhcpOff); }
 
 }  // namespace interp
