@@ -59,27 +59,29 @@ void sensor_port_column(Context& ctx, int port, int column, const char* token) {
   }
 }
 
+// One outlet's code in a rule string (8 characters, default "11111111").
+std::string update_rule_codes(Context& ctx, const std::string& key, int outlet, const char* token,
+                              void (*convert)(const char*, std::string&, int)) {
+  std::string codes = outlet_string(ctx, key, "11111111", static_cast<size_t>(outlet - 1));
+  convert(token, codes, outlet - 1);
+  ctx.nvram.set(key, codes);
+  return codes;
+}
+
 // Columns 1-3 belong to sensor 1, columns 4-6 to sensor 2: response, trigger, delay.
 void sensor_rule_column(Context& ctx, int set, int outlet, int column, const char* token) {
   const int sensor = column <= 3 ? 1 : 2;
-  const size_t at = static_cast<size_t>(outlet - 1);
   switch ((column - 1) % 3) {
     case 0: {
       const std::string key = format_key("sensor%d%doutput", set, sensor);
-      std::string codes = outlet_string(ctx, key, "11111111", at);
-      process_response(token, codes, outlet - 1);
-      ctx.nvram.set(key, codes);
+      const std::string codes = update_rule_codes(ctx, key, outlet, token, process_response);
       // The one rule string that the settings file keeps as well.
       if (set == 1 && sensor == 1) ctx.store(key, codes);
       break;
     }
-    case 1: {
-      const std::string key = format_key("sensor%d%dtrigger", set, sensor);
-      std::string codes = outlet_string(ctx, key, "11111111", at);
-      process_trigger(token, codes, outlet - 1);
-      ctx.nvram.set(key, codes);
+    case 1:
+      update_rule_codes(ctx, format_key("sensor%d%dtrigger", set, sensor), outlet, token, process_trigger);
       break;
-    }
     default:
       ctx.nvram.set(format_key("sensor%d%ddelay%d", set, sensor, outlet), token);
       break;
