@@ -1,0 +1,49 @@
+#include "interpreter/status/measurement_table.h"
+
+#include "interpreter/status/keys.h"
+#include "interpreter/status/model_layout.h"
+#include "interpreter/status/status_modes.h"
+#include "interpreter/status/tokenizer.h"
+
+namespace interp {
+
+namespace {
+
+// Columns 1 to 5 of an outlet row; its column 6 is dropped.
+const char* const kOutletKeys[] = {"Voltageout%d", "Carrent%d", "Power%d", "Consumed%d",
+                                   "PowerFactor%d"};
+// Columns 1 to 6 of the "SYS" row: the unit's totals.
+const char* const kTotalKeys[] = {"Voltage",   "TotalCarrent", "TotalPower", "TotalEnergyConsumed",
+                                  "PowerFactor", "Frequency"};
+
+int measured_outlets(Layout layout) {
+  switch (layout) {
+    case Layout::Dc8: return 8;
+    case Layout::Ac8: return 9;
+    case Layout::Ac4: return 4;
+    case Layout::None: break;
+  }
+  return 0;
+}
+
+}  // namespace
+
+// Live values, stored as the MCU wrote them (units included), nvram only.
+int parse_measurement_row(Context& ctx, const char* row) {
+  const int outlets = measured_outlets(model_layout(ctx));
+  if (outlets == 0) return 0;  // no layout: the table stays armed
+  int id = 0;
+  for_each_column(row, 7, [&](int column, const char* token) {
+    if (column == 0) {
+      id = row_identity(token, outlets, true);
+      if (id == outlets + 1) ctx.state.CheckStatusMode = kNoTable;
+    } else if (id == outlets + 1) {
+      ctx.nvram.set(kTotalKeys[column - 1], token);
+    } else if (id != 0 && column <= 5) {
+      ctx.nvram.set(format_key(kOutletKeys[column - 1], id), token);
+    }
+  });
+  return 0;
+}
+
+}  // namespace interp

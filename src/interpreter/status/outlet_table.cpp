@@ -1,0 +1,185 @@
+#include "interpreter/status/outlet_table.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "interpreter/status/keys.h"
+#include "interpreter/status/model_layout.h"
+#include "interpreter/status/outlet_string.h"
+#include "interpreter/status/status_modes.h"
+#include "interpreter/status/tokenizer.h"
+
+namespace interp {
+
+namespace {
+
+// The row being parsed: the model's layout and the outlet in column 0.
+struct OutletRow {
+  Layout layout;
+  int outlets;  // 9 on AC units (the ninth is a measurement channel), 8 on DC
+  int id = 0;   // 1..outlets, outlets + 1 for "SYS", 0 when column 0 named nothing
+
+  bool outlet(int last) const { return id >= 1 && id <= last; }
+};
+
+using Column = void (*)(Context& ctx, OutletRow& row, int column, const char* token);
+
+// Delay codes of the overcurrent delay: "No Delay" 0, 100ms..500ms 1..5, else 0.
+int map_delay_to_value(const char* text) {
+  if (std::strcmp(text, "No Delay") == 0) return 0;
+  int ms = 0;
+  if (std::sscanf(text, "%dms", &ms) != 1) return 0;
+  switch (ms) {
+    case 100: return 1;
+    case 200: return 2;
+    case 300: return 3;
+    case 400: return 4;
+    case 500: return 5;
+    default: return 0;
+  }
+}
+
+void row_id(Context& ctx, OutletRow& row, int, const char* token) {
+  row.id = row_identity(token, row.outlets, true);
+  // "SYS" closes the table; the rest of its row is still parsed.
+  if (row.id == row.outlets + 1) ctx.state.CheckStatusMode = kNoTable;
+}
+
+void switch_state(Context& ctx, OutletRow& row, int, const char* token) {
+  if (!row.outlet(row.outlets)) return;
+  const std::string key = format_key("Outlet%d", row.id);
+  std::string value = ctx.nvram.get_or(key, "0");
+  const char state = contains(token, "ON") || contains(token, "On") ? '1' : '0';
+  if (value.empty()) value = std::string(1, state);
+  else value[0] = state;
+  ctx.nvram.set(key, value);
+  if (row.id <= 8) ctx.store(key, value);  // Outlet9 lives in nvram only
+}
+
+void status_word(Context& ctx, OutletRow& row, int, const char* token) {
+  if (row.id == 0) return;
+  std::string tip = outlet_string(ctx, "Tipoutlet", "111111111",
+                                  static_cast<size_t>(std::min(row.id, row.outlets) - 1));
+  if (row.outlet(row.outlets)) {
+    const char* code = first_keyword(
+        token, {{"Connected", "2"}, {"Idle", "1"}, {"Overload", "3"}, {"AbnormalVoltage", "0"}});
+    if (code) tip[static_cast<size_t>(row.id - 1)] = *code;
+    if (row.id == 9 && code && *code == '0') ctx.nvram.set("Tio9", "0");
+  }
+  ctx.store("Tipoutlet", tip);
+}
+
+void delay(Context& ctx, OutletRow& row, int column, const char* token) {
+  static const char* const kDelayKeys[] = {"Powerdelay%d", "Poweroffdelay%d", "Restadelay%d",
+                                           "ResetDelay%d"};
+  if (!row.outlet(8)) return;
+  ctx.store(format_key(kDelayKeys[column - 3], row.id), token);
+}
+
+void threshold_current(Context& ctx, OutletRow& row, int, const char* token) {
+  if (!row.outlet(8)) return;
+  ctx.nvram.set(format_key("Thresholdcurrent%d", row.id), token);
+}
+
+// OCDT: one delay code per outlet, "n:n:n:n" (ZLT4AC) or eight fields (ZLT8AC).
+void overcurrent_delay(Context& ctx, OutletRow& row, int column, const char* token) {
+  if (!row.outlet(8)) return;
+  ctx.print("OCDT i=%d, _input=%d, avgArr=%s\n", column, row.id, token);
+  const size_t count = row.layout == Layout::Ac4 ? 4 : 8;
+  const std::string old = ctx.nvram.get_or("OCDT", "0:0:0:0");
+  std::vector<std::string> fields;
+  for (size_t start = 0; fields.size() < count && start <= old.size();) {
+    size_t end = old.find(':', start);
+    if (end == std::string::npos) end = old.size();
+    fields.push_back(old.substr(start, end - start));
+    start = end + 1;
+  }
+  fields.resize(count, "0");
+  if (static_cast<size_t>(row.id) <= count) {
+    fields[static_cast<size_t>(row.id - 1)] = std::to_string(map_delay_to_value(token));
+  }
+  std::string joined;
+  for (const std::string& field : fields) joined += (joined.empty() ? "" : ":") + field;
+  ctx.nvram.set("OCDT", joined);
+}
+
+void output_voltage(Context& ctx, OutletRow& row, int, const char* token) {
+  if (!row.outlet(8)) return;
+  const size_t at = static_cast<size_t>(row.id - 1);
+  std::string codes = outlet_string(ctx, "Dcvoltage", "11111111", at);
+  const char* code =
+      first_keyword(token, {{"5V", "1"}, {"9V", "2"}, {"12V", "3"}, {"18V", "4"}, {"24V", "5"}});
+  if (code) codes[at] = *code;
+  ctx.store("Dcvoltage", codes);
+}
+
+// Two digits per outlet: "07" for 7, the first two characters from 10 up.
+void voltage_limit(Context& ctx, OutletRow& row, int, const char* token) {
+  if (!row.outlet(8)) return;
+  const size_t at = static_cast<size_t>(2 * row.id - 2);
+  std::string limits = outlet_string(ctx, "Maxvotagevalue", "0101010101010101", at + 1);
+  if (token[0] != '\0') {
+    const bool single = std::atoi(token) < 10;
+    limits[at] = single ? '0' : token[0];
+    limits[at + 1] = single ? token[0] : (token[1] ? token[1] : '0');
+  }
+  ctx.store("Maxvotagevalue", limits);
+}
+
+void usb_port(Context& ctx, OutletRow& row, int, const char* token) {
+  if (!row.outlet(8)) return;
+  const size_t at = static_cast<size_t>(row.id - 1);
+  std::string usb = outlet_string(ctx, "Outletusb", "00000000", at);
+  usb[at] = contains(token, "ON") || contains(token, "On") ? '1' : '0';
+  ctx.nvram.set("Outletusb", usb);
+  ctx.nvram.set(format_key("Ousb%d", row.id), std::string(1, usb[at]));
+  ctx.store("Outletusb", usb);
+}
+
+void usb_overload(Context& ctx, OutletRow& row, int, const char* token) {
+  if (!row.outlet(8)) return;
+  const size_t at = static_cast<size_t>(row.id - 1);
+  std::string action = outlet_string(ctx, "Outletusbaction", "00000000", at);
+  action[at] = contains(token, "Overload") ? '1' : '0';
+  ctx.nvram.set("Outletusbaction", action);
+  ctx.store("Outletusbaction", action);
+}
+
+const Column kAcColumns[] = {row_id, switch_state, status_word,       delay,            delay,
+                             delay,  delay,        threshold_current, overcurrent_delay};
+
+const Column kDcColumns[] = {row_id, switch_state,   status_word,   delay,    delay,       delay,
+                             delay,  output_voltage, voltage_limit, usb_port, usb_overload};
+
+template <size_t N>
+void parse_with(Context& ctx, OutletRow& row, const char* text, const Column (&columns)[N]) {
+  for_each_column(text, static_cast<int>(N),
+                  [&](int column, const char* token) { columns[column](ctx, row, column, token); });
+}
+
+}  // namespace
+
+int parse_outlet_row(Context& ctx, const char* text) {
+  const Layout layout = model_layout(ctx);
+  switch (layout) {
+    case Layout::Ac8:
+    case Layout::Ac4: {
+      OutletRow row{layout, 9};
+      parse_with(ctx, row, text, kAcColumns);
+      break;
+    }
+    case Layout::Dc8: {
+      OutletRow row{layout, 8};
+      parse_with(ctx, row, text, kDcColumns);
+      break;
+    }
+    case Layout::None: break;  // no layout: the table stays armed
+  }
+  return 0;
+}
+
+}  // namespace interp
