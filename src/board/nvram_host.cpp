@@ -1,6 +1,8 @@
 #include <dirent.h>
 #include <unistd.h>
 
+#include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -29,8 +31,10 @@ std::string encode_key(std::string_view key) {
 std::string decode_key(std::string_view name) {
   std::string out;
   for (size_t i = 0; i < name.size(); ++i) {
-    if (name[i] == '%' && i + 2 < name.size()) {
-      out += static_cast<char>(std::stoi(std::string(name.substr(i + 1, 2)), nullptr, 16));
+    if (name[i] == '%' && i + 2 < name.size() && std::isxdigit(static_cast<unsigned char>(name[i + 1])) &&
+        std::isxdigit(static_cast<unsigned char>(name[i + 2]))) {
+      // A stray file of another program decodes as it stands instead of failing.
+      out += static_cast<char>(std::strtol(std::string(name.substr(i + 1, 2)).c_str(), nullptr, 16));
       i += 2;
     } else {
       out += name[i];

@@ -1,0 +1,29 @@
+#pragma once
+// Starting the built programs (pdud, pdu-nvram) from tests. A cross-built test
+// runs them under the emulator named by PDUD_TEST_EMULATOR, which is put in
+// front of every program's argv.
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+// The emulator's words from PDUD_TEST_EMULATOR (split at spaces), or nothing.
+std::vector<std::string> emulator_prefix();
+
+// argv that starts the built program PDUD_BINARY_DIR/<program> with args.
+std::vector<std::string> built_program_argv(const std::string& program,
+                                            const std::vector<std::string>& args);
+
+struct ProcessResult {
+  int status = -1;  // exit status; 128 + signal when killed; -1 when it could not start
+  std::string out;
+  std::string err;
+};
+
+// Runs argv (no shell) to its end, collecting both output streams.
+ProcessResult run_process(const std::vector<std::string>& argv);
+
+// run_process(built_program_argv(program, args)).
+ProcessResult run_built_program(const std::string& program, const std::vector<std::string>& args);
+
+}  // namespace testing_support
