@@ -78,11 +78,10 @@ TEST(Daemon, RecoversFromAHungUpLine) {
 
 TEST(Daemon, ReportsAMissingLineAndEnds) {
   ScratchRoot r;
-  std::string out;
-  int status = run_program("pdud", {"--host", "--root", r.dir(), "--serial", r.path("/dev/none"),
-                                    "--settle-ms", "0"}, &out);
-  EXPECT_EQ(status, 0);
-  EXPECT_NE(out.find("open_port error"), std::string::npos) << out;
+  ProcessResult p = run_built_program("pdud", {"--host", "--root", r.dir(), "--serial", r.path("/dev/none"),
+                                               "--settle-ms", "0"});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_NE((p.out + p.err).find("open_port error"), std::string::npos) << p.out << p.err;
 }
 
 }  // namespace

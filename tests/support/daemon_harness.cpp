@@ -11,7 +11,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 #include <stdexcept>
 
 #include "board/files.h"
@@ -27,17 +26,6 @@ bool wait_until(const std::function<bool()>& cond, std::chrono::milliseconds dea
     if (std::chrono::steady_clock::now() > end) return false;
     std::this_thread::sleep_for(5ms);
   }
-}
-
-std::vector<std::string> program_argv(const std::string& program, const std::vector<std::string>& args) {
-  std::vector<std::string> argv;
-  if (const char* emu = std::getenv("PDUD_TEST_EMULATOR"); emu && *emu) {
-    std::istringstream words(emu);
-    for (std::string w; words >> w;) argv.push_back(w);
-  }
-  argv.push_back(std::string(PDUD_BINARY_DIR) + "/" + program);
-  argv.insert(argv.end(), args.begin(), args.end());
-  return argv;
 }
 
 namespace {
@@ -67,23 +55,6 @@ int wait_exit(pid_t pid, std::chrono::milliseconds deadline) {
 }
 
 }  // namespace
-
-int run_program(const std::string& program, const std::vector<std::string>& args, std::string* output) {
-  int fds[2];
-  if (::pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
-  pid_t pid = spawn(program_argv(program, args), fds[1]);
-  ::close(fds[1]);
-  std::string out;
-  char buf[4096];
-  for (ssize_t n; (n = ::read(fds[0], buf, sizeof buf)) != 0;) {
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) break;
-    out.append(buf, static_cast<size_t>(n));
-  }
-  ::close(fds[0]);
-  if (output) *output = out;
-  return wait_exit(pid, 60s);
-}
 
 DaemonHarness::DaemonHarness() : line_path_(scratch.path("/dev/mcu")) {
   board::make_parent_dirs(line_path_);
@@ -128,15 +99,15 @@ void DaemonHarness::replace_line() {
 }
 
 void DaemonHarness::nvram_set(const std::string& key, const std::string& value) {
-  if (run_program("pdu-nvram", {"--root", scratch.dir(), "set", key, value}) != 0)
+  if (run_built_program("pdu-nvram", {"--root", scratch.dir(), "set", key, value}).status != 0)
     throw std::runtime_error("pdu-nvram set " + key);
 }
 
 std::string DaemonHarness::nvram(const std::string& key) {
-  std::string out;
-  if (run_program("pdu-nvram", {"--root", scratch.dir(), "get", key}, &out) != 0) return "<absent>";
-  if (!out.empty() && out.back() == '\n') out.pop_back();
-  return out;
+  ProcessResult r = run_built_program("pdu-nvram", {"--root", scratch.dir(), "get", key});
+  if (r.status != 0) return "<absent>";
+  if (!r.out.empty() && r.out.back() == '\n') r.out.pop_back();
+  return r.out;
 }
 
 void DaemonHarness::start(const std::vector<std::string>& extra_args) {
@@ -144,7 +115,7 @@ void DaemonHarness::start(const std::vector<std::string>& extra_args) {
   if (::pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
   std::vector<std::string> args = {"--host", "--root", scratch.dir(), "--serial", line_path_, "--settle-ms", "0"};
   args.insert(args.end(), extra_args.begin(), extra_args.end());
-  pid_ = spawn(program_argv("pdud", args), fds[1]);
+  pid_ = spawn(built_program_argv("pdud", args), fds[1]);
   ::close(fds[1]);
   out_pipe_ = fds[0];
   out_thread_ = std::thread(&DaemonHarness::pump_output, this);

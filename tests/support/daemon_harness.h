@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/board_process.h"
 #include "support/scratch_root.h"
 
 namespace testing_support {
@@ -22,12 +23,6 @@ using namespace std::chrono_literals;
 
 // Polls cond until it holds or the deadline passes; true when it held.
 bool wait_until(const std::function<bool()>& cond, std::chrono::milliseconds deadline = 10s);
-
-// argv for one of the built programs, behind the test emulator when the
-// build is a cross-build (PDUD_TEST_EMULATOR).
-std::vector<std::string> program_argv(const std::string& program, const std::vector<std::string>& args);
-// Runs a built program to completion; its exit status.
-int run_program(const std::string& program, const std::vector<std::string>& args, std::string* output = nullptr);
 
 class DaemonHarness {
  public:
