@@ -228,25 +228,24 @@ int outlet_threshold(Context& ctx, char* rest) {
   return 0;
 }
 
-// A handler that stores the text after its prefix under one key.
-#define STORE_REST(name, how, key)             \
-  int name(Context& ctx, char* rest) {         \
-    how(ctx, key, rest);                       \
-    return 0;                                  \
-  }
+// Keys stored as the text after their phrase.
+constexpr char kAllInitalizStatus[] = "AllInitalizStatus";
+constexpr char kAllInitalizdelay[] = "AllInitalizdelay";
+constexpr char kAllPowerdelay[] = "AllPowerdelay";
+constexpr char kAllPoweroffdelay[] = "AllPoweroffdelay";
+constexpr char kBeeperTime[] = "BeeperTime";
+constexpr char kAllResetDelay[] = "AllResetDelay";
+constexpr char kSysRunTime[] = "SysRunTime";
+constexpr char kCMDTIME[] = "CMDTIME";
+constexpr char kRUNTIME[] = "RUNTIME";
+constexpr char kOverloadtime[] = "Overloadtime";
 
-STORE_REST(all_initialization_status, nvram_only, "AllInitalizStatus")
-STORE_REST(system_initialization_delay, nvram_only, "AllInitalizdelay")
-STORE_REST(all_repower_interval, nvram_only, "AllPowerdelay")
-STORE_REST(all_power_off_interval, nvram_only, "AllPoweroffdelay")
-STORE_REST(buzzer_time, file_then_nvram, "BeeperTime")
-STORE_REST(all_reset_duration, nvram_only, "AllResetDelay")
-STORE_REST(system_runtime, nvram_only, "SysRunTime")
-STORE_REST(command_time, nvram_then_file, "CMDTIME")
-STORE_REST(gui_runtime, nvram_then_file, "RUNTIME")
-STORE_REST(overload_restart_delay, file_then_nvram, "Overloadtime")
-
-#undef STORE_REST
+// Stores the text after the prefix, as received, under Key.
+template <const char* Key, void (*Write)(Context&, const char*, const char*)>
+int store_rest(Context& ctx, char* rest) {
+  Write(ctx, Key, rest);
+  return 0;
+}
 
 int mqtt_detection(Context& ctx, char*) {
   ctx.runner.run("mqttsub-init.sh &");
@@ -273,7 +272,7 @@ const Recogniser kThresholds[] = {
 };
 
 const Recogniser kInitializationStatus[] = {
-    prefix("[SUCCESS]Set All Outlets Initialization Status ", all_initialization_status),
+    prefix("[SUCCESS]Set All Outlets Initialization Status ", store_rest<kAllInitalizStatus, nvram_only>),
 };
 
 const Recogniser kMqttDetection[] = {
@@ -281,11 +280,11 @@ const Recogniser kMqttDetection[] = {
 };
 
 const Recogniser kAllOutletTiming[] = {
-    prefix("[SUCCESS]Set System Initialization Delay ", system_initialization_delay),
-    prefix("[SUCCESS]Set All Outlets Re-power Interval ", all_repower_interval),
-    prefix("[SUCCESS]Set All Outlets Power_OFF Interval ", all_power_off_interval),
-    prefix("[SUCCESS]Set The Buzzer Sound Time To ", buzzer_time),
-    prefix("[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", all_reset_duration),
+    prefix("[SUCCESS]Set System Initialization Delay ", store_rest<kAllInitalizdelay, nvram_only>),
+    prefix("[SUCCESS]Set All Outlets Re-power Interval ", store_rest<kAllPowerdelay, nvram_only>),
+    prefix("[SUCCESS]Set All Outlets Power_OFF Interval ", store_rest<kAllPoweroffdelay, nvram_only>),
+    prefix("[SUCCESS]Set The Buzzer Sound Time To ", store_rest<kBeeperTime, file_then_nvram>),
+    prefix("[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", store_rest<kAllResetDelay, nvram_only>),
     prefix("[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
 };
 
@@ -298,14 +297,14 @@ const Recogniser kAllOutletVoltage[] = {
 };
 
 const Recogniser kRuntime[] = {
-    prefix("[SUCCESS]Get The Device Runtime For The System: ", system_runtime),
-    prefix("CMDTIME:", command_time),
-    prefix("[SUCCESS]GUI Get The Device Runtime For The System: ", gui_runtime),
+    prefix("[SUCCESS]Get The Device Runtime For The System: ", store_rest<kSysRunTime, nvram_only>),
+    prefix("CMDTIME:", store_rest<kCMDTIME, nvram_then_file>),
+    prefix("[SUCCESS]GUI Get The Device Runtime For The System: ", store_rest<kRUNTIME, nvram_then_file>),
 };
 
 const Recogniser kSafeMode[] = {
     prefix("[SUCCESS]Set The System Safe Mode To ", safe_mode),
-    prefix("[SUCCESS]Set The Overload Restart Delay ", overload_restart_delay),
+    prefix("[SUCCESS]Set The Overload Restart Delay ", store_rest<kOverloadtime, file_then_nvram>),
 };
 
 }  // namespace
