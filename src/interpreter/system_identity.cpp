@@ -1,9 +1,499 @@
 #include "interpreter/system_identity.h"
 
+#include <cctype>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "util/cipher.h"
+
 namespace interp {
 
-Row system_identity_messages() { return {}; }
-Row tcpip_enable_messages() { return {}; }
-Row system_power_messages() { return {}; }
+namespace {
+
+// ---------------------------------------------------------------------------
+// Small helpers
+
+bool contains(std::string_view text, std::string_view word) {
+  return text.find(word) != std::string_view::npos;
+}
+
+bool starts_with(std::string_view text, std::string_view word) {
+  return text.substr(0, word.size()) == word;
+}
+
+// The leading decimal number of text as atoi reads it (blanks skipped, sign
+// allowed, 0 when there is none), held within the range of int.
+int leading_int(const char* text) {
+  while (std::isspace(static_cast<unsigned char>(*text))) ++text;
+  bool negative = *text == '-';
+  if (*text == '-' || *text == '+') ++text;
+  long long value = 0;
+  for (; std::isdigit(static_cast<unsigned char>(*text)); ++text) {
+    value = value * 10 + (*text - '0');
+    if (value > INT_MAX) value = static_cast<long long>(INT_MAX) + 1;
+  }
+  if (negative) value = -value;
+  if (value > INT_MAX) return INT_MAX;
+  if (value < INT_MIN) return INT_MIN;
+  return static_cast<int>(value);
+}
+
+// A one-character outlet string read from nvram, at least 8 characters long
+// so that every port 1..8 has its place (padded with '0').
+std::string outlet_string(Context& ctx, const char* key) {
+  std::string s = ctx.nvram.get_or(key, "00000000");
+  if (s.size() < 8) s.resize(8, '0');
+  return s;
+}
+
+// Stops the DHCP clients and mDNS, bounces both LAN bridges and starts the
+// WAN script again: the network comes back with the new settings.
+void restart_network(Context& ctx, const char* lan1_down, const char* lan2_down) {
+  const char* const lines[] = {
+      "killall -9 udhcpc 2>/dev/null",
+      "killall -9 odhcp6c 2>/dev/null",
+      "killall -9 mDNSResponder 2>/dev/null",
+      lan1_down,
+      lan2_down,
+      "/sbin/ifconfig br-lan1 up",
+      "/sbin/ifconfig br-lan2 up",
+      "/sbin/wan.sh &",
+  };
+  for (const char* line : lines) ctx.runner.run(line);
+}
+
+constexpr const char* kMdnsReload = "/log/www/cgi-bin/ReloadmDNSRepons.cgi restart &";
+
+// ---------------------------------------------------------------------------
+// Network apply, wait/reboot, identity
+
+int network_reboot_apply(Context& ctx, char*) {
+  ctx.nvram.commit();
+  restart_network(ctx, "/sbin/ifconfig br-lan1 down", "/sbin/ifconfig br-lan2 down");
+  return 0;
+}
+
+int mcu_wait(Context& ctx, char*) {
+  auto waiting = ctx.nvram.get("SystemWaiting");
+  if (!waiting || *waiting == "1") return 0;
+  ctx.nvram.set("SystemWaiting", "1");
+  return 0;
+}
+
+int rebooted(Context& ctx, char*) {
+  ctx.nvram.set("SystemWaiting", "0");
+  return 0;
+}
+
+int device_name(Context& ctx, char* rest) {
+  ctx.store("TitleLabel", rest);
+  return 0;
+}
+
+// The model code every model-dependent handler reads. Before the first login
+// the host name and title follow the model name.
+int current_model_name(Context& ctx, char* rest) {
+  ctx.nvram.set("ZLTMerge", rest);
+  std::string firstlogin = ctx.nvram.get_or("firstlogin", "");
+  if (firstlogin.empty() || firstlogin[0] != '0') return 0;
+  const char* const keys[] = {"wan_dhcp_hn", "HostName", "TitleLabel"};
+  for (const char* key : keys) ctx.settings.remove(key);
+  for (const char* key : keys) {
+    ctx.settings.append(key, rest);
+    ctx.nvram.set(key, rest);
+  }
+  return 0;
+}
+
+int model_change_zlt4ac2(Context& ctx, char*) {
+  ctx.store("ChangeModel2", "1");
+  return 0;
+}
+
+// "... Retry Later <m> Minute And <s> Second": the waiting time in seconds.
+int abnormal_retry_seconds(const char* message) {
+  const char* after = std::strstr(message, "Retry Later ");
+  if (!after) return 0;
+  after += std::strlen("Retry Later ");
+  long long minutes = 0;
+  if (const char* unit = std::strstr(after, " Minute")) {
+    const char* digits = unit;
+    while (digits > after && std::isdigit(static_cast<unsigned char>(digits[-1]))) --digits;
+    minutes = leading_int(std::string(digits, unit).c_str());
+  }
+  long long seconds = 0;
+  const char* and_word = std::strstr(after, "And ");
+  if (and_word && std::strstr(and_word, " Second")) seconds = leading_int(and_word + 4);
+  long long total = minutes * 60 + seconds;
+  if (total > INT_MAX) return INT_MAX;
+  if (total < INT_MIN) return INT_MIN;
+  return static_cast<int>(total);
+}
+
+int abnormal_retry_later(Context& ctx, char*) {
+  char text[20];
+  std::snprintf(text, sizeof text, "%d", abnormal_retry_seconds(ctx.message));
+  ctx.nvram.set("AbnormalStatus", text);
+  return 0;
+}
+
+int system_recovery_end(Context& ctx, char*) {
+  ctx.nvram.set("AbnormalStatus", "0");
+  return 0;
+}
+
+int set_mdns(Context& ctx, const char* value) {
+  ctx.store("mDNSOpenStatu", value);
+  ctx.clock.sleep_s(2);
+  ctx.runner.run(kMdnsReload);
+  return 0;
+}
+
+int mdns_on(Context& ctx, char*) { return set_mdns(ctx, "1"); }
+int mdns_off(Context& ctx, char*) { return set_mdns(ctx, "0"); }
+
+// Only the encrypted form of the new login password is kept, anywhere.
+int new_password(Context& ctx, char* rest) {
+  auto encrypted = util::aes_encrypt(ctx.runner, ctx.files.root(), rest);
+  if (!encrypted) {
+    ctx.print("Newpassword: cipher script failed, password not stored\n");
+    return 0;
+  }
+  ctx.settings.set("NEWloginpassword", *encrypted);
+  ctx.settings.set("Passwordad", *encrypted);
+  ctx.files.replace("/user/newpassword.text", *encrypted + "\n");
+  ctx.nvram.set("NEWloginpassword", *encrypted);
+  ctx.nvram.set("Password", *encrypted);
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Front panel
+
+int standby_mode(Context& ctx, char* rest) {
+  ctx.store("Standbymode", starts_with(rest, "All_Standby_Mode") ? "0" : "1");
+  return 0;
+}
+
+int power_led_auto_off(Context& ctx, char* rest) {
+  int minutes = leading_int(rest);
+  if (minutes < 3 || minutes > 60) {
+    ctx.print("Error: Number %d is out of range (3-60)\n", minutes);
+    return 0;
+  }
+  ctx.store("LED", std::to_string(minutes));
+  return 0;
+}
+
+int voltage_select_on(Context& ctx, char*) { ctx.store("selectkey", "1"); return 0; }
+int voltage_select_off(Context& ctx, char*) { ctx.store("selectkey", "0"); return 0; }
+int seven_segment_on(Context& ctx, char*) { ctx.store("SEG7", "1"); return 0; }
+int seven_segment_off(Context& ctx, char*) { ctx.store("SEG7", "0"); return 0; }
+
+// LED: "0" lit, "1" dark (or the auto-off minutes, above).
+int power_led(Context& ctx, char* rest) {
+  if (contains(rest, "On") || contains(rest, "ON"))
+    ctx.store("LED", "0");
+  else if (contains(rest, "Off") || contains(rest, "OFF"))
+    ctx.store("LED", "1");
+  return 0;
+}
+
+int led_display(Context& ctx, char* rest) {
+  const char* const pairs[] = {"Current and Voltage", "Voltage and Current", "Power and Voltage",
+                               "Voltage and Power",   "Current and Power",   "Power and Current"};
+  for (int i = 0; i < 6; ++i) {
+    if (contains(rest, pairs[i])) {
+      ctx.store("LEDDisplay", std::to_string(i));
+      return 0;
+    }
+  }
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Retry, relay, thresholds, voltage monitor, supply class, serial speed
+
+int retry_number(Context& ctx, char* rest) { ctx.store("Reteriesvalue", rest); return 0; }
+int retry_delay_time(Context& ctx, char* rest) { ctx.store("Secmin", rest); return 0; }
+int relay_on(Context& ctx, char*) { ctx.store("relaypower", "1"); return 0; }
+int relay_off(Context& ctx, char*) { ctx.store("relaypower", "0"); return 0; }
+
+// A two-way choice: key = "0" for a rest beginning with word0, "1" for word1,
+// unchanged for anything else.
+void store_choice(Context& ctx, const char* key, const char* rest, const char* word0,
+                  const char* word1) {
+  if (starts_with(rest, word0))
+    ctx.store(key, "0");
+  else if (starts_with(rest, word1))
+    ctx.store(key, "1");
+}
+
+int relay_mode(Context& ctx, char* rest) {
+  store_choice(ctx, "relaymode", rest, "Dry_Contact", "Push_Button");
+  return 0;
+}
+
+int relay_toggle_voltage(Context& ctx, char* rest) {
+  store_choice(ctx, "ralayvoltage", rest, "Low_Voltage", "High_Voltage");
+  return 0;
+}
+
+int current_threshold(Context& ctx, char* rest) { ctx.store("Thresholdcurrent", rest); return 0; }
+int under_voltage_threshold(Context& ctx, char* rest) { ctx.nvram.set("UnderVoltage", rest); return 0; }
+int over_voltage_threshold(Context& ctx, char* rest) { ctx.nvram.set("VoltageThreshold", rest); return 0; }
+
+int voltage_monitor_mode(Context& ctx, char* rest) {
+  const char* mode = "0";
+  if (!contains(rest, "All_Outlets_Shutdown") && contains(rest, "Auto_Retry")) mode = "1";
+  ctx.nvram.set("VoltMonitorMode", mode);
+  return 0;
+}
+
+// The MCU reports "<n> mins"; the number is kept.
+int voltage_monitor_retry_time(Context& ctx, char* rest) {
+  std::string_view minutes(rest);
+  minutes = minutes.substr(0, minutes.find(" mins"));
+  ctx.nvram.set("VoltMonitorRetryTime", minutes);
+  return 0;
+}
+
+int american_voltage(Context& ctx, char*) { ctx.nvram.set("Americanvoltage", "1"); return 0; }
+int non_us_voltage(Context& ctx, char*) { ctx.nvram.set("Americanvoltage", "0"); return 0; }
+
+int rs232_baud_rate(Context& ctx, char* rest) {
+  const char* const rates[] = {"2400", "4800", "9600", "19200", "38400", "57600", "115200"};
+  for (int i = 0; i < 7; ++i) {
+    if (starts_with(rest, rates[i])) {
+      ctx.store("localBaud", std::to_string(i + 1));
+      return 0;
+    }
+  }
+  return 0;
+}
+
+int connected(Context& ctx, char*) { ctx.nvram.set("CheckConnectionOK", "1"); return 0; }
+
+// ---------------------------------------------------------------------------
+// Power limit and USB ports
+
+int power_limit_8x30(Context& ctx, char*) { ctx.store("PowerMode5v", "0"); return 0; }
+int power_limit_4x36_4x30(Context& ctx, char*) { ctx.store("PowerMode5v", "1"); return 0; }
+
+int power_limit_8x36_usb_off(Context& ctx, char*) {
+  ctx.store("PowerMode5v", "2");
+  ctx.store("Outletusb", "00000000");
+  return 0;
+}
+
+// "<n> ON" / "<n> OFF": one USB port switched.
+int usb_port(Context& ctx, char* rest) {
+  std::string_view text(rest);
+  int port = 0;
+  for (int n = 1; n <= 8 && port == 0; ++n) {
+    const char word[] = {static_cast<char>('0' + n), ' ', '\0'};
+    if (contains(text, word)) port = n;
+  }
+  if (port == 0) return 0;
+  bool on = text.size() > 2 && contains(text.substr(2), "ON");
+  std::string usb = outlet_string(ctx, "Outletusb");
+  std::string action = outlet_string(ctx, "Outletusbaction");
+  usb[port - 1] = on ? '1' : '0';
+  if (on) action[port - 1] = '0';
+  ctx.nvram.set("Ousb" + std::to_string(port), on ? "1" : "0");
+  ctx.nvram.set("Outletusb", usb);
+  ctx.nvram.set("Outletusbaction", action);
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Firmware file check and version
+
+// The 7th and 8th characters after the phrase are the file's checksum tail.
+int flash_ok(Context& ctx, char* rest) {
+  std::string_view got(rest);
+  std::string sum = ctx.nvram.get_or("CheckSum", "");
+  bool same = got.size() >= 8 && sum.size() >= 2 && got[6] == sum[sum.size() - 2] &&
+              got[7] == sum[sum.size() - 1];
+  ctx.nvram.set("CheckFileReadOK", same ? "1" : "3");
+  return 0;
+}
+
+int fw_version(Context& ctx, char*) {
+  if (std::strstr(ctx.message, "Web Version")) return 0;
+  const char* version = std::strstr(ctx.message, "Version: V");
+  if (!version) return 0;
+  std::string_view text(version + std::strlen("Version: "));
+  // The passthrough tag the MCU may echo back is not part of the version.
+  text = text.substr(0, text.find("  telnet23"));
+  ctx.nvram.set("HwVersion", text);
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Clock and supply size
+
+int system_time(Context& ctx, char* rest) {
+  ctx.settings.set("EnergyMeasuredSince", rest);
+  ctx.nvram.set("Energymeasured", rest);
+  ctx.nvram.set("EnergyMeasuredSince", rest);
+  return 0;
+}
+
+int electric_size(Context& ctx, const char* code) {
+  ctx.nvram.set("ovsize", code);
+  return 0;
+}
+
+int high_voltage(Context& ctx, char*) { return electric_size(ctx, "1"); }
+int low_voltage(Context& ctx, char*) { return electric_size(ctx, "2"); }
+int non_standard_voltage(Context& ctx, char*) { return electric_size(ctx, "3"); }
+int standard_voltage(Context& ctx, char*) { return electric_size(ctx, "0"); }
+
+// Guiupsys says who asked for the clock: "1" the MCU upgrade page, "2" the GUI
+// upgrade page, "3" a command session.
+int gui_get_system_time(Context& ctx, char* rest) {
+  std::string asked = ctx.nvram.get_or("Guiupsys", "0");
+  const char* key = asked == "1" ? "Mcuupsystime" : asked == "2" ? "Guiupgradsystime"
+                                                  : asked == "3" ? "CMDTIME"
+                                                                 : nullptr;
+  if (key) {
+    ctx.store(key, rest);
+    ctx.store("Guiupsys", "0");
+    ctx.clock.sleep_ms(1000);
+  }
+  ctx.nvram.set("Energymeasured2", rest);
+  if (ctx.nvram.get_or("EnergyMeasuredSince", "").empty()) ctx.nvram.set("EnergyMeasuredSince", rest);
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// TCP/IP interface enable
+
+// wanlanVal codes under which interface 1 (or 2) may be enabled.
+bool wanlan_allows(Context& ctx, const char* own_code) {
+  std::string wanlan = ctx.nvram.get_or("wanlanVal", "");
+  const char* const codes[] = {own_code, "87838703", "81808100"};
+  for (const char* code : codes) {
+    if (contains(wanlan, code)) return true;
+  }
+  return false;
+}
+
+int tcpip1_enable(Context& ctx, char*) {
+  if (!wanlan_allows(ctx, "83818301")) {
+    ctx.mcu.write("NET TCP/IP ENABLE 2\r\n");
+    return 0;
+  }
+  ctx.nvram.set("Enabletcpip", "0");
+  restart_network(ctx, "/sbin/ifconfig br-lan1 down", "/sbin/ifconfig br-lan2 down");
+  ctx.nvram.set("Enabletcpip", "0");
+  return 0;
+}
+
+int tcpip2_enable(Context& ctx, char*) {
+  if (!wanlan_allows(ctx, "85828502")) {
+    ctx.mcu.write("NET TCP/IP ENABLE 1\r\n");
+    return 0;
+  }
+  ctx.nvram.set("Enabletcpip", "1");
+  restart_network(ctx, "/sbin/ifconfig br-lan1 down 2>/dev/null",
+                  "/sbin/ifconfig br-lan2 down 2>/dev/null ");
+  ctx.nvram.set("Enabletcpip", "1");
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// System power
+
+int system_power_off(Context& ctx, char*) {
+  ctx.store("Power", "0");
+  if (!contains(ctx.model(), "ZLT8DC")) return 0;
+  for (int n = 1; n <= 8; ++n) ctx.store("Outlet" + std::to_string(n), "0");
+  ctx.store("Outletusb", "00000000");
+  return 0;
+}
+
+int system_power_on(Context& ctx, char*) {
+  ctx.store("Power", "1");
+  ctx.mcu.write("GUISTATUS\r\n");
+  ctx.runner.run("/bin/update_ota_version.sh &");
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// The rows, in chain order
+
+const Recogniser kSystemIdentity[] = {
+    prefix("[SUCCESS]Set Network Reboot And Apply New Config", network_reboot_apply),
+    prefix("[MCU]Wait", mcu_wait),
+    prefix("Rebooted", rebooted),
+    prefix("[SUCCESS]Get Device Name To ", device_name),
+    prefix("[SUCCESS]Get Current Model Name To ", current_model_name),
+    prefix("[SUCCESS]This Model Name Change To ZLT4AC2", model_change_zlt4ac2),
+    prefix("[STATUS]Abnormal Retry Later ", abnormal_retry_later),
+    prefix("[STATUS]System Recovery End", system_recovery_end),
+    prefix("[SUCCESS]Set mDNS To ON", mdns_on),
+    prefix("[SUCCESS]Set Newpassword To ", new_password),
+    prefix("[SUCCESS]Set mDNS To OFF", mdns_off),
+    prefix("[SUCCESS]Set The System Standby Mode To ", standby_mode),
+    prefix("[SUCCESS]Set Power LED To Auto Turn OFF After", power_led_auto_off),
+    prefix("[SUCCESS]Set VOLTAGE SELECT ON", voltage_select_on),
+    prefix("[SUCCESS]Set VOLTAGE SELECT OFF", voltage_select_off),
+    prefix("[SUCCESS]Set 7-Segment Display ON", seven_segment_on),
+    prefix("[SUCCESS]Set 7-Segment Display OFF", seven_segment_off),
+    prefix("[SUCCESS]Set Power LED To ", power_led),
+    prefix("[SUCCESS]Set Led To Display", led_display),
+    prefix("[SUCCESS]Set The System Retry Number To ", retry_number),
+    // Located without the leading '[' on the unit; the rest is the same.
+    prefix("[SUCCESS]Set The System Retry Delay Time To ", retry_delay_time),
+    prefix("[SUCCESS]Set Relay ON", relay_on),
+    prefix("[SUCCESS]Set Relay OFF", relay_off),
+    prefix("[SUCCESS]Set The Relay Mode To ", relay_mode),
+    prefix("[SUCCESS]Set The Relay Toggle Voltage To ", relay_toggle_voltage),
+    prefix("[SUCCESS]Set The System Current Threshold To ", current_threshold),
+    prefix("[SUCCESS]Set The System UnderVoltage Threshold To ", under_voltage_threshold),
+    prefix("[SUCCESS]Set The System OverVoltage Threshold To ", over_voltage_threshold),
+    prefix("[SUCCESS]Set The System Voltage Monitor Mode To ", voltage_monitor_mode),
+    prefix("[SUCCESS]Set The System Voltage Monitor Retry Delay Time To ", voltage_monitor_retry_time),
+    prefix("[SUCCESS]GUI The System Power Size Is American standard voltage", american_voltage),
+    prefix("[SUCCESS]GUI The System Power Size Is Non-US standard voltage", non_us_voltage),
+    prefix("[SUCCESS]Set RS232 Baud Rate To ", rs232_baud_rate),
+    prefix("Connected.", connected),
+    prefix("[SUCCESS]Set Power Limit To 8x30W", power_limit_8x30),
+    prefix("[SUCCESS]Set Power Limit To 4x36W & 4x30W", power_limit_4x36_4x30),
+    prefix("[SUCCESS]Set Power Limit To 8x36W & USB OFF", power_limit_8x36_usb_off),
+    prefix("[SUCCESS]Set USB ", usb_port),
+    prefix("[SUCCESS]GUI USB ", usb_port),
+    prefix("Flash_Ok:08", flash_ok),
+    prefix("FW Version:", fw_version),
+    prefix("[SUCCESS]Set Device Name To ", device_name),
+    prefix("[SUCCESS]Set The Time For The System: ", system_time),
+    prefix("[SUCCESS]GUI Set The Time For The System: ", system_time),
+    prefix("Electric Size:HIGH_VOLTAGE", high_voltage),
+    prefix("Electric Size:LOW_VOLTAGE", low_voltage),
+    prefix("Electric Size:NON_STANDARD_VOLTAGE", non_standard_voltage),
+    prefix("Electric Size:STANDARD_VOLTAGE", standard_voltage),
+    prefix("[SUCCESS]GUI Get The Time For The System: ", gui_get_system_time),
+};
+
+const Recogniser kTcpipEnable[] = {
+    prefix("[SUCCESS]Set The TCP/IP1 Enable", tcpip1_enable),
+    prefix("[SUCCESS]Set The TCP/IP2 Enable", tcpip2_enable),
+};
+
+const Recogniser kSystemPower[] = {
+    prefix("[SUCCESS]Set System Power OFF", system_power_off),
+    prefix("[SUCCESS]Set System Power ON", system_power_on),
+};
+
+}  // namespace
+
+Row system_identity_messages() { return row_of(kSystemIdentity); }
+Row tcpip_enable_messages() { return row_of(kTcpipEnable); }
+Row system_power_messages() { return row_of(kSystemPower); }
 
 }  // namespace interp

@@ -1,0 +1,180 @@
+#include "core/daemon.h"
+
+#include <fcntl.h>
+#include <cerrno>
+#include <pthread.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <thread>
+
+#include "board/board.h"
+#include "core/netinit.h"
+#include "core/serial_port.h"
+#include "core/serial_reader.h"
+#include "core/state.h"
+#include "core/task_queue.h"
+#include "interpreter/context.h"
+#include "interpreter/dispatcher.h"
+
+namespace core {
+
+namespace {
+
+constexpr const char* kPidFile = "/var/run/readuart.pid";
+
+// The signal handlers only record the signal in a pipe; the signal thread
+// does the work.
+int signal_pipe[2] = {-1, -1};
+
+extern "C" void record_signal(int signo) {
+  int saved = errno;
+  unsigned char s = static_cast<unsigned char>(signo);
+  ssize_t ignored = ::write(signal_pipe[1], &s, 1);
+  (void)ignored;
+  errno = saved;
+}
+
+void install(int signo) {
+  struct sigaction sa {};
+  sa.sa_handler = record_signal;
+  sigemptyset(&sa.sa_mask);
+  sa.sa_flags = SA_RESTART;
+  ::sigaction(signo, &sa, nullptr);
+}
+
+std::unique_ptr<board::Nvram> make_nvram(const Options& o, const board::Root& root) {
+  if (o.host) return std::make_unique<board::HostNvram>(root);
+#ifdef PDUD_BOARD_NVRAM
+  return board::make_board_nvram();
+#else
+  return nullptr;
+#endif
+}
+
+}  // namespace
+
+std::string valid_port(const std::optional<std::string>& text) {
+  if (!text || text->size() >= 7) return "4001";
+  for (char c : *text)
+    if (c < '0' || c > '9') return "4001";
+  return *text;
+}
+
+int run_daemon(const Options& o) {
+  board::Root root(o.root);
+  board::Files files(root);
+  board::SettingsFile settings(files);
+  std::unique_ptr<board::Nvram> nvram = make_nvram(o, root);
+  if (!nvram) {
+    std::fprintf(stderr, "pdud: this build has no board nvram library; use --host --root DIR\n");
+    return 2;
+  }
+  std::unique_ptr<board::CommandRunner> runner;
+  if (o.host)
+    runner = std::make_unique<board::JournalRunner>(root);
+  else
+    runner = std::make_unique<board::SystemRunner>();
+  board::SystemClock clock;
+  board::SerialMcuLine mcu;
+  board::Board board{files, *nvram, settings, *runner, clock, mcu, stdout};
+
+  SharedState state;
+  interp::Context ctx(board, state);
+
+  // 2.-3. Start-up keys.
+  state.MachineType = nvram->get("MachineType");
+  std::optional<std::string> tcp_port = nvram->get("TCPPORT");
+  std::optional<std::string> telnet_port = nvram->get("TELNETPORT");
+  nvram->get("Telnetradio");
+  nvram->get("mqttBrokerpayloadid");
+  nvram->set("uart_shell", "zzzzz");
+  nvram->set("CheckWriteType", "0");
+  nvram->set("SystemWaiting", "0");
+
+  // 4. The task queue and its worker.
+  ThreadPool pool(state, [&ctx](char* message) { interp::MachineCommunication_RV470(ctx, message); });
+  if (!pool.start()) return 1;
+
+  // 5.-6. The command ports.
+  std::string tcp = valid_port(tcp_port);
+  std::string telnet = valid_port(telnet_port);
+  (void)telnet;
+
+  // 7.-11. The session segments and the descriptor-passing servers come
+  // with the client channels.
+  McuOutput output;
+
+  // 12.
+  unsigned long tcp_tid = 0;
+  std::printf("TID in pthread_create function: %lu.\n", tcp_tid);
+  std::printf("Main process: PID: %d,TID: %lu.\n", static_cast<int>(::getpid()),
+              static_cast<unsigned long>(::pthread_self()));
+
+  // 13.
+  if (!files.replace(kPidFile, std::to_string(::getpid()))) return 255;
+
+  // 14. Signals: recorded by the handler, handled on the signal thread.
+  if (::pipe2(signal_pipe, O_CLOEXEC) != 0) return 1;
+  install(SIGUSR1);
+  install(SIGUSR2);
+  if (o.host) {
+    install(SIGTERM);
+    install(SIGINT);
+  }
+  std::thread([&] {
+    for (;;) {
+      unsigned char s;
+      ssize_t n = ::read(signal_pipe[0], &s, 1);
+      if (n < 0 && errno == EINTR) continue;
+      if (n != 1) return;
+      if (s == SIGUSR1 || s == SIGUSR2) {
+        netinit(board, s);
+        continue;
+      }
+      // Host mode: leave nothing behind.
+      files.remove(kPidFile);
+      std::fflush(stdout);
+      ::_exit(0);
+    }
+  }).detach();
+
+  // 15. The MCU line.
+  int fd = open_port(o.serial, "ttyS0", stdout);
+  if (fd < 0) {
+    std::perror("open_port error");
+    return 0;
+  }
+  if (set_opt(fd, 115200, 8, 'N', 1, stdout) < 0) {
+    std::perror("set_opt error");
+    return 0;
+  }
+  mcu.set_fd(fd);
+  clock.sleep_ms(o.settle_ms);
+  ::tcflush(fd, TCIFLUSH);
+  if (o.host) std::printf("pdud: reading the MCU line %s\n", o.serial.c_str());
+
+  SerialReader reader(board, state, pool, output);
+  SerialSource source(fd);
+  std::atomic<bool> stop{false};
+  reader.run(source, stop, [&]() {
+    int again = ::open(o.serial.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (again < 0) return false;
+    if (set_opt(again, 115200, 8, 'N', 1, stdout) < 0) {
+      ::close(again);
+      return false;
+    }
+    ::close(source.fd());
+    source.set_fd(again);
+    mcu.set_fd(again);
+    return true;
+  });
+  ::close(source.fd());
+  return 0;
+}
+
+}  // namespace core

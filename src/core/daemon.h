@@ -1,0 +1,17 @@
+#pragma once
+#include <optional>
+#include <string>
+
+#include "core/options.h"
+
+namespace core {
+
+// Start-up in the unit's order, then the serial reader for the life of the
+// process. Returns the process's exit status.
+int run_daemon(const Options& options);
+
+// The command ports: missing, 7 characters or longer, or not all digits
+// gives "4001".
+std::string valid_port(const std::optional<std::string>& text);
+
+}  // namespace core

@@ -1,0 +1,89 @@
+#include "core/options.h"
+
+#include <getopt.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace core {
+
+namespace {
+
+void usage(std::FILE* to) {
+  std::fprintf(to,
+               "usage: pdud [--root DIR] [--host] [--serial PATH] [--settle-ms N]\n"
+               "            [--tcp-server] [--websocket] [--ws-port N]\n"
+               "  --root DIR     resolve every file of the unit under DIR (default /)\n"
+               "  --host         development machine: nvram in files under the root, board\n"
+               "                 programs journaled to ROOT/var/log/commands.log (needs --root)\n"
+               "  --serial PATH  the MCU line (default /dev/ttyS0)\n"
+               "  --settle-ms N  wait N ms after opening the line (default 4000)\n"
+               "  --tcp-server   serve the raw TCP command port (nvram TCPPORT)\n"
+               "  --websocket    serve the web GUI's WebSocket channel\n"
+               "  --ws-port N    its port (default 45678)\n");
+}
+
+bool number(const char* text, long lo, long hi, long* out) {
+  char* end = nullptr;
+  long v = std::strtol(text, &end, 10);
+  if (!*text || *end || v < lo || v > hi) return false;
+  *out = v;
+  return true;
+}
+
+}  // namespace
+
+bool parse_options(int argc, char** argv, Options& out, int* status) {
+  enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion };
+  static const option longopts[] = {
+      {"root", required_argument, nullptr, kRoot},   {"host", no_argument, nullptr, kHost},
+      {"serial", required_argument, nullptr, kSerial}, {"settle-ms", required_argument, nullptr, kSettle},
+      {"tcp-server", no_argument, nullptr, kTcp},      {"websocket", no_argument, nullptr, kWs},
+      {"ws-port", required_argument, nullptr, kWsPort}, {"help", no_argument, nullptr, kHelp},
+      {"version", no_argument, nullptr, kVersion},     {nullptr, 0, nullptr, 0}};
+  bool root_given = false;
+  optind = 1;
+  int c;
+  long v;
+  while ((c = getopt_long(argc, argv, "", longopts, nullptr)) != -1) {
+    switch (c) {
+      case kRoot: out.root = optarg; root_given = true; break;
+      case kHost: out.host = true; break;
+      case kSerial: out.serial = optarg; break;
+      case kSettle:
+        if (!number(optarg, 0, 600000, &v)) {
+          std::fprintf(stderr, "pdud: --settle-ms wants a number of milliseconds, not '%s'\n", optarg);
+          *status = 2;
+          return false;
+        }
+        out.settle_ms = v;
+        break;
+      case kTcp: out.tcp_server = true; break;
+      case kWs: out.websocket = true; break;
+      case kWsPort:
+        if (!number(optarg, 1, 65535, &v)) {
+          std::fprintf(stderr, "pdud: --ws-port wants a port number, not '%s'\n", optarg);
+          *status = 2;
+          return false;
+        }
+        out.ws_port = static_cast<int>(v);
+        break;
+      case kHelp: usage(stdout); *status = 0; return false;
+      case kVersion: std::printf("pdud %s\n", PDUD_VERSION); *status = 0; return false;
+      default: usage(stderr); *status = 2; return false;
+    }
+  }
+  if (optind < argc) {
+    std::fprintf(stderr, "pdud: unexpected argument '%s'\n", argv[optind]);
+    *status = 2;
+    return false;
+  }
+  if (out.host && !root_given) {
+    std::fprintf(stderr, "pdud: --host needs --root DIR\n");
+    *status = 2;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace core

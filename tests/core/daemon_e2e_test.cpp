@@ -1,0 +1,88 @@
+// The real daemon against a pseudo-terminal MCU line, in host mode.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "support/daemon_harness.h"
+
+namespace {
+
+using namespace testing_support;
+
+TEST(Daemon, StartsUpInOrderAndLeavesNothingBehindOnSigterm) {
+  DaemonHarness d;
+  d.start();
+  EXPECT_EQ(d.nvram("uart_shell"), "zzzzz");
+  EXPECT_EQ(d.nvram("CheckWriteType"), "0");
+  EXPECT_EQ(d.nvram("SystemWaiting"), "0");
+  EXPECT_EQ(d.scratch.read("/var/run/readuart.pid"), std::to_string(d.pid()));
+  std::string out = d.output();
+  size_t tid = out.find("TID in pthread_create function: 0.\n");
+  size_t main = out.find("Main process: PID: " + std::to_string(d.pid()) + ",TID: ");
+  size_t open = out.find("open ttyS0 .....\n");
+  ASSERT_NE(tid, std::string::npos) << out;
+  ASSERT_NE(main, std::string::npos) << out;
+  ASSERT_NE(open, std::string::npos) << out;
+  EXPECT_LT(tid, main);
+  EXPECT_LT(main, open);
+  EXPECT_EQ(d.stop(), 0);
+  EXPECT_FALSE(d.scratch.exists("/var/run/readuart.pid"));
+}
+
+TEST(Daemon, FramesQueuesAndInterpretsMcuLines) {
+  DaemonHarness d;
+  d.start();
+  d.mcu_send("abc\r\n");
+  EXPECT_TRUE(d.wait_interpreted("abc"));
+  d.mcu_send("def.\r\n");
+  EXPECT_TRUE(d.wait_interpreted("def"));
+  d.mcu_send("Value 1.5");  // then silence
+  EXPECT_TRUE(d.wait_interpreted("Value 1.5"));
+  d.mcu_send("a\n\rb\r\nlast\r\n");
+  EXPECT_TRUE(d.wait_interpreted("last"));
+  EXPECT_EQ(d.output().find("InputData=a\n\rb"), std::string::npos);
+  EXPECT_EQ(d.stop(), 0);
+}
+
+TEST(Daemon, MqttLinesReachNvramAndTheMcuGetsAClockRequest) {
+  DaemonHarness d;
+  d.start();
+  d.mcu_send("MQTT topic/x 5\r\n");
+  EXPECT_TRUE(d.wait_mcu("GUISYSTIME\r\n"));
+  EXPECT_TRUE(wait_until([&] { return d.nvram("mqttBrokerpayloadvalue") == "MQTT topic/x 5"; }));
+  EXPECT_EQ(d.nvram("Guiupsys"), "3");
+  EXPECT_EQ(d.stop(), 0);
+}
+
+TEST(Daemon, SignalsAreHandledOffTheHandler) {
+  DaemonHarness d;
+  d.start();
+  ::kill(d.pid(), SIGUSR2);
+  EXPECT_TRUE(d.wait_output("sign_no" + std::to_string(SIGUSR2) + "\n"));
+  EXPECT_TRUE(d.running());
+  EXPECT_EQ(d.stop(), 0);
+}
+
+TEST(Daemon, RecoversFromAHungUpLine) {
+  DaemonHarness d;
+  d.start();
+  d.mcu_send("before\r\n");
+  ASSERT_TRUE(d.wait_interpreted("before"));
+  d.replace_line();  // the old line hangs up; the same path now leads to a new one
+  EXPECT_TRUE(d.wait_output("MCU line read error"));
+  ASSERT_TRUE(d.wait_output("MCU line reopened\n"));
+  d.mcu_send("after\r\n");
+  EXPECT_TRUE(d.wait_interpreted("after", 15s)) << d.output();
+  EXPECT_EQ(d.stop(), 0);
+}
+
+TEST(Daemon, ReportsAMissingLineAndEnds) {
+  ScratchRoot r;
+  std::string out;
+  int status = run_program("pdud", {"--host", "--root", r.dir(), "--serial", r.path("/dev/none"),
+                                    "--settle-ms", "0"}, &out);
+  EXPECT_EQ(status, 0);
+  EXPECT_NE(out.find("open_port error"), std::string::npos) << out;
+}
+
+}  // namespace
