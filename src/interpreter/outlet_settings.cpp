@@ -139,6 +139,11 @@ void restart_delay(Context& ctx, const char* a) { outlet_text(ctx, a, kRestartDe
 constexpr const char* kDcvoltageDefault = "11111111";
 constexpr const char* kMaxvotagevalueDefault = "0101010101010101";
 
+// A stored outlet string shorter than len is completed from the key's default.
+void complete_from_default(std::string& value, const std::string& fallback, size_t len) {
+  if (value.size() < len) value += fallback.substr(value.size(), len - value.size());
+}
+
 // One voltage name and its code; width is how many characters are compared.
 struct VoltageName {
   const char* name;
@@ -166,7 +171,10 @@ void outlet_dc_voltage(Context& ctx, const char* after_prefix) {
   int n = outlet_digit(after_prefix);
   const char* value = str_Endpoint(ctx.message, "Voltage Status ");
   char code = value ? voltage_code(value, kOutletVoltages) : 0;
-  if (n && code && static_cast<size_t>(n) <= dc.size()) dc[static_cast<size_t>(n - 1)] = code;
+  if (n && code) {
+    complete_from_default(dc, kDcvoltageDefault, static_cast<size_t>(n));
+    dc[static_cast<size_t>(n - 1)] = code;
+  }
   file_then_nvram(ctx, "Dcvoltage", dc.c_str());  // written back also when unchanged
 }
 
@@ -175,7 +183,8 @@ void outlet_voltage_offset(Context& ctx, const char* after_prefix) {
   int n = outlet_digit(after_prefix);
   const char* value = str_Endpoint(ctx.message, " Voltage Offset To ");
   size_t at = static_cast<size_t>(2 * (n - 1));
-  if (n && value && at + 2 <= offsets.size()) {
+  if (n && value) {
+    complete_from_default(offsets, kMaxvotagevalueDefault, at + 2);
     int offset = std::atoi(value);
     char two[16];
     std::snprintf(two, sizeof two, offset < 10 ? "0%d" : "%d", offset);

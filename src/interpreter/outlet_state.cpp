@@ -68,6 +68,8 @@ struct StatusWord {
   char code;
 };
 
+constexpr const char* kTipoutletDefault = "111111111";
+
 // Tested in this order; the first found decides.
 const StatusWord kStatusWords[] = {
     {"Connected", '2'}, {"Idle", '1'}, {"Overload", '3'}, {"AbnormalVoltage", '0'}};
@@ -80,10 +82,12 @@ bool gui_outlet_status(Context& ctx) {
   ctx.print("outlet_num: %d\n", k);
   if (k < 1 || k > 9) return true;  // no place in the outlet string
 
-  std::string tips = ctx.nvram.get_or("Tipoutlet", "111111111");
+  std::string tips = ctx.nvram.get_or("Tipoutlet", kTipoutletDefault);
   for (const auto& s : kStatusWords) {
     if (std::strstr(outlet, s.word)) {
-      if (static_cast<size_t>(k) <= tips.size()) tips[static_cast<size_t>(k - 1)] = s.code;
+      // a shorter stored string is completed from the default
+      if (tips.size() < static_cast<size_t>(k)) tips.resize(static_cast<size_t>(k), '1');
+      tips[static_cast<size_t>(k - 1)] = s.code;
       ctx.nvram.set(outlet_key("Tio", k), std::string(1, s.code));
       break;
     }

@@ -142,6 +142,9 @@ TEST(OutletSettings, PerOutletDcVoltageIsWrittenBackEvenWhenUnchanged) {
        {{"Dcvoltage", "11311111"}}},
       {"[SUCCESS]Set Outlet 3 Voltage Status 7V", "ZLT8DC", {{"Dcvoltage", "12345123"}}, {},
        {"Dcvoltage=12345123"}, {{"Dcvoltage", "12345123"}}},
+      // a shorter stored string is completed from the default
+      {"[SUCCESS]Set Outlet 6 Voltage Status 24V", "ZLT8DC", {{"Dcvoltage", "333"}}, {},
+       {"Dcvoltage=333115"}, {{"Dcvoltage", "333115"}}},
       {"[SUCCESS]Set Outlet 9 Voltage Status 24V", "ZLT8DC", {{"Dcvoltage", "12345123"}}, {},
        {"Dcvoltage=12345123"}, {{"Dcvoltage", "12345123"}}},
   });
@@ -155,6 +158,8 @@ TEST(OutletSettings, VoltageOffsetTakesTwoCharactersPerOutlet) {
        {{"Maxvotagevalue", "0101010101010112"}}},
       {"[SUCCESS]Set Outlet 1 Voltage Offset To 123", "ZLT8DC", {{"Maxvotagevalue", "0909090909090909"}},
        {}, {"Maxvotagevalue=1209090909090909"}, {{"Maxvotagevalue", "1209090909090909"}}},
+      {"[SUCCESS]Set Outlet 3 Voltage Offset To 20", "ZLT8DC", {{"Maxvotagevalue", "090"}}, {},
+       {"Maxvotagevalue=090120"}, {{"Maxvotagevalue", "090120"}}},
       {"[SUCCESS]Set Outlet 9 Voltage Offset To 5", "ZLT8DC", {{"Maxvotagevalue", "0909090909090909"}},
        {"Maxvotagevalue=1"}, {"Maxvotagevalue=0909090909090909"}, {{"Maxvotagevalue", "0909090909090909"}}},
   });

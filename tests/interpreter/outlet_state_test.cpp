@@ -110,9 +110,9 @@ TEST(OutletState, GuiOutletStatusSetsOneCharacterOfTheOutletString) {
       // outlet numbers without a place in the string change nothing
       {"[SUCCESS]GUI Outlet 0 Current Status Is Idle", "ZLT8AC", {}, {}, {}, {}, {}, "outlet_num: 0\n"},
       {"[SUCCESS]GUI Outlet 12 Current Status Is Idle", "ZLT8AC", {}, {}, {}, {}, {}, "outlet_num: 12\n"},
-      // a shorter stored string keeps its length
-      {"[SUCCESS]GUI Outlet 6 Current Status Is Idle", "ZLT4AC", {{"Tipoutlet", "2222"}}, {}, {},
-       {{"Tio6", "1"}, {"Tipoutlet", "2222"}}, {}, "outlet_num: 6\n"},
+      // a shorter stored string is completed from the default
+      {"[SUCCESS]GUI Outlet 6 Current Status Is Overload", "ZLT4AC", {{"Tipoutlet", "2222"}}, {}, {},
+       {{"Tio6", "3"}, {"Tipoutlet", "222213"}}, {}, "outlet_num: 6\n"},
   });
 }
 

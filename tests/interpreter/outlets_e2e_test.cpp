@@ -30,10 +30,11 @@ TEST(OutletsEndToEnd, OutletSettingsAndSwitchingFromRealMcuLines) {
   d.mcu_send("[SUCCESS]Set Outlet 2 OCDT To 200ms.\r\n");
   EXPECT_TRUE(wait_until([&] { return d.nvram("OCDT") == "0:2:0:0:0:0:0:0"; })) << d.output();
 
+  // nvram is set first, the file line last: wait for the line.
   d.mcu_send("[SUCCESS]Set Outlet 3 OFF\r\n");
-  EXPECT_TRUE(wait_until([&] { return d.nvram("Outlet3") == "0"; })) << d.output();
-  EXPECT_TRUE(has(d.settings_lines(), "Outlet3=0"));
+  EXPECT_TRUE(wait_until([&] { return has(d.settings_lines(), "Outlet3=0"); })) << d.output();
   EXPECT_FALSE(has(d.settings_lines(), "Outlet3=1"));
+  EXPECT_EQ(d.nvram("Outlet3"), "0");
 
   EXPECT_EQ(d.stop(), 0);
 }
