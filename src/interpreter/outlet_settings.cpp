@@ -1,14 +1,346 @@
 #include "interpreter/outlet_settings.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "interpreter/dispatcher.h"
+
 namespace interp {
 
-Row outlet_threshold_messages() { return {}; }
-Row initialization_status_messages() { return {}; }
-Row mqtt_detection_messages() { return {}; }
-Row all_outlet_timing_messages() { return {}; }
-Row per_outlet_setting_messages() { return {}; }
-Row all_outlet_voltage_messages() { return {}; }
-Row runtime_messages() { return {}; }
-Row safe_mode_messages() { return {}; }
+namespace {
+
+constexpr const char* kSetOutlet = "[SUCCESS]Set Outlet ";
+constexpr size_t kListLimit = 255;  // the unit's OCDT list buffer
+
+// ---- stores -------------------------------------------------------------
+
+void nvram_only(Context& ctx, const char* key, const char* value) { ctx.nvram.set(key, value); }
+// File line first, then nvram.
+void file_then_nvram(Context& ctx, const char* key, const char* value) { ctx.store(key, value); }
+// nvram first, then the file line.
+void nvram_then_file(Context& ctx, const char* key, const char* value) {
+  ctx.nvram.set(key, value);
+  ctx.settings.set(key, value);
+}
+
+// ---- model --------------------------------------------------------------
+
+// Outlets of the model code, by containment in this order; DC units count 0.
+int outlet_count(const std::string& model) {
+  if (model.find("ZLT8AC") != std::string::npos) return 8;
+  if (model.find("ZLT4AC") != std::string::npos) return 4;
+  if (model.find("ZLT2AC") != std::string::npos) return 2;
+  return 0;
+}
+
+// n copies of text joined by ':', at most 255 characters.
+std::string joined(const std::string& text, int n) {
+  std::string list;
+  for (int i = 0; i < n; ++i) {
+    if (i) list += ':';
+    list += text;
+  }
+  return list.substr(0, kListLimit);
+}
+
+// ---- OCDT ---------------------------------------------------------------
+
+// The delay text after the phrase: up to the end, the first '.', or 31 characters.
+std::string delay_text(const char* after) {
+  std::string text;
+  for (const char* p = after; *p && *p != '.' && text.size() < 31; ++p) text += *p;
+  return text;
+}
+
+int all_outlets_ocdt(Context& ctx, char* rest) {
+  int code = map_delay_to_value(delay_text(rest).c_str());
+  ctx.nvram.set("OCDT", joined(std::to_string(code), outlet_count(ctx.model())));
+  return 0;
+}
+
+// "[SUCCESS]Set Outlet <k> ... OCDT To <delay>": field k of the OCDT list.
+void outlet_ocdt(Context& ctx, const char* after_prefix) {
+  char* end = nullptr;
+  long k = std::strtol(after_prefix, &end, 10);
+  if (end == after_prefix) return;
+  const char* after = str_Endpoint(end, "OCDT To ");
+  if (!after) return;
+  int code = map_delay_to_value(delay_text(after).c_str());
+
+  std::string model = ctx.model();
+  int n = outlet_count(model);
+  auto stored = ctx.nvram.get("OCDT");
+  if (!stored && n == 0) return;
+  std::string list = stored ? *stored : joined("0", n);
+  if (list.empty()) return;
+
+  // Split as strtok does: empty fields between adjacent ':' are skipped.
+  std::vector<std::string> fields;
+  size_t pos = 0;
+  while (static_cast<int>(fields.size()) < n && pos < list.size()) {
+    size_t start = list.find_first_not_of(':', pos);
+    if (start == std::string::npos) break;
+    size_t stop = list.find(':', start);
+    if (stop == std::string::npos) stop = list.size();
+    fields.push_back(list.substr(start, stop - start));
+    pos = stop;
+  }
+  if (k < 1 || static_cast<long>(fields.size()) < k) return;
+
+  fields[static_cast<size_t>(k - 1)] = std::to_string(code);
+  std::string rebuilt;
+  for (size_t i = 0; i < fields.size(); ++i) {
+    if (i) rebuilt += ':';
+    rebuilt += fields[i];
+  }
+  ctx.nvram.set("OCDT", rebuilt.substr(0, kListLimit));
+}
+
+// ---- per-outlet settings -------------------------------------------------
+
+// The outlet digit right after "[SUCCESS]Set Outlet " ('1'..'8'), or 0.
+int outlet_digit(const char* after_prefix) {
+  char c = after_prefix[0];
+  return c >= '1' && c <= '8' ? c - '0' : 0;
+}
+
+// A per-outlet text setting: "<key><n>" = the text after value_phrase.
+struct OutletText {
+  const char* value_phrase;
+  const char* key;
+  void (*write)(Context&, const char*, const char*);
+};
+
+void outlet_text(Context& ctx, const char* after_prefix, const OutletText& s) {
+  int n = outlet_digit(after_prefix);
+  if (!n) return;
+  const char* value = str_Endpoint(ctx.message, s.value_phrase);
+  if (!value) return;
+  s.write(ctx, (std::string(s.key) + std::to_string(n)).c_str(), value);
+}
+
+const OutletText kInitialStatus{"Initial Status To ", "InitalizStatus", nvram_only};
+const OutletText kPowerOnDelay{"Power_ON Delay ", "Powerdelay", file_then_nvram};
+const OutletText kPowerOffDelay{"Power_OFF Delay ", "Poweroffdelay", file_then_nvram};
+const OutletText kResetDuration{"Electrical Work Reset Duration To ", "ResetDelay", file_then_nvram};
+const OutletText kRestartDelay{"Power_RESTA Delay ", "Restadelay", file_then_nvram};
+
+void initial_status(Context& ctx, const char* a) { outlet_text(ctx, a, kInitialStatus); }
+void power_on_delay(Context& ctx, const char* a) { outlet_text(ctx, a, kPowerOnDelay); }
+void power_off_delay(Context& ctx, const char* a) { outlet_text(ctx, a, kPowerOffDelay); }
+void reset_duration(Context& ctx, const char* a) { outlet_text(ctx, a, kResetDuration); }
+void restart_delay(Context& ctx, const char* a) { outlet_text(ctx, a, kRestartDelay); }
+
+// ---- DC voltage and voltage offset ----------------------------------------
+
+constexpr const char* kDcvoltageDefault = "11111111";
+constexpr const char* kMaxvotagevalueDefault = "0101010101010101";
+
+// A stored outlet string shorter than len is completed from the key's default.
+void complete_from_default(std::string& value, const std::string& fallback, size_t len) {
+  if (value.size() < len) value += fallback.substr(value.size(), len - value.size());
+}
+
+// One voltage name and its code; width is how many characters are compared.
+struct VoltageName {
+  const char* name;
+  size_t width;
+  char code;
+};
+
+// The code of the first name that value begins with (over its width), or 0.
+template <size_t N>
+char voltage_code(const char* value, const VoltageName (&names)[N]) {
+  for (const auto& v : names)
+    if (std::strncmp(value, v.name, v.width) == 0) return v.code;
+  return 0;
+}
+
+// One outlet's voltage: two characters compared for every name.
+const VoltageName kOutletVoltages[] = {
+    {"5V", 2, '1'}, {"9V", 2, '2'}, {"12", 2, '3'}, {"18", 2, '4'}, {"24", 2, '5'}};
+// All outlets: the two-digit voltages are compared with their 'V'.
+const VoltageName kAllOutletVoltages[] = {
+    {"5V", 2, '1'}, {"9V", 2, '2'}, {"12V", 3, '3'}, {"18V", 3, '4'}, {"24V", 3, '5'}};
+
+void outlet_dc_voltage(Context& ctx, const char* after_prefix) {
+  std::string dc = ctx.nvram.get_or("Dcvoltage", kDcvoltageDefault);
+  int n = outlet_digit(after_prefix);
+  const char* value = str_Endpoint(ctx.message, "Voltage Status ");
+  char code = value ? voltage_code(value, kOutletVoltages) : 0;
+  if (n && code) {
+    complete_from_default(dc, kDcvoltageDefault, static_cast<size_t>(n));
+    dc[static_cast<size_t>(n - 1)] = code;
+  }
+  file_then_nvram(ctx, "Dcvoltage", dc.c_str());  // written back also when unchanged
+}
+
+void outlet_voltage_offset(Context& ctx, const char* after_prefix) {
+  std::string offsets = ctx.nvram.get_or("Maxvotagevalue", kMaxvotagevalueDefault);
+  int n = outlet_digit(after_prefix);
+  const char* value = str_Endpoint(ctx.message, " Voltage Offset To ");
+  size_t at = static_cast<size_t>(2 * (n - 1));
+  if (n && value) {
+    complete_from_default(offsets, kMaxvotagevalueDefault, at + 2);
+    int offset = std::atoi(value);
+    char two[16];
+    std::snprintf(two, sizeof two, offset < 10 ? "0%d" : "%d", offset);
+    offsets.replace(at, 2, two, 2);
+  }
+  file_then_nvram(ctx, "Maxvotagevalue", offsets.c_str());  // written back also when unchanged
+}
+
+int all_outlets_dc_voltage(Context& ctx, char* rest) {
+  std::string dc = ctx.nvram.get_or("Dcvoltage", kDcvoltageDefault);
+  if (char code = voltage_code(rest, kAllOutletVoltages)) dc.assign(8, code);
+  file_then_nvram(ctx, "Dcvoltage", dc.c_str());
+  return 0;
+}
+
+// "[SUCCESS]Set Outlet " with one of these phrases, tested in this order.
+struct OutletSetting {
+  const char* phrase;
+  void (*apply)(Context&, const char* after_prefix);
+};
+
+const OutletSetting kOutletSettings[] = {
+    {"OCDT To ", outlet_ocdt},
+    {"Initial Status To", initial_status},
+    {"Power_ON Delay ", power_on_delay},
+    {"Power_OFF Delay ", power_off_delay},
+    {"Electrical Work Reset Duration To ", reset_duration},
+    {"Power_RESTA Delay ", restart_delay},
+    {"Voltage Status ", outlet_dc_voltage},
+    {"Voltage Offset To ", outlet_voltage_offset},
+};
+
+bool per_outlet_setting(Context& ctx) {
+  const char* after_prefix = str_Endpoint(ctx.message, kSetOutlet);
+  if (!after_prefix) return false;
+  for (const auto& s : kOutletSettings) {
+    if (str_Endpoint(ctx.message, s.phrase)) {
+      s.apply(ctx, after_prefix);
+      return true;
+    }
+  }
+  return false;
+}
+
+// ---- plain stores ----------------------------------------------------------
+
+template <int N>
+int outlet_threshold(Context& ctx, char* rest) {
+  nvram_only(ctx, ("Thresholdcurrent" + std::to_string(N)).c_str(), rest);
+  return 0;
+}
+
+// Keys stored as the text after their phrase.
+constexpr char kAllInitalizStatus[] = "AllInitalizStatus";
+constexpr char kAllInitalizdelay[] = "AllInitalizdelay";
+constexpr char kAllPowerdelay[] = "AllPowerdelay";
+constexpr char kAllPoweroffdelay[] = "AllPoweroffdelay";
+constexpr char kBeeperTime[] = "BeeperTime";
+constexpr char kAllResetDelay[] = "AllResetDelay";
+constexpr char kSysRunTime[] = "SysRunTime";
+constexpr char kCMDTIME[] = "CMDTIME";
+constexpr char kRUNTIME[] = "RUNTIME";
+constexpr char kOverloadtime[] = "Overloadtime";
+
+// Stores the text after the prefix, as received, under Key.
+template <const char* Key, void (*Write)(Context&, const char*, const char*)>
+int store_rest(Context& ctx, char* rest) {
+  Write(ctx, Key, rest);
+  return 0;
+}
+
+int mqtt_detection(Context& ctx, char*) {
+  ctx.runner.run("mqttsub-init.sh &");
+  return 0;
+}
+
+int safe_mode(Context& ctx, char* rest) {
+  const char* mode = std::strncmp(rest, "Outlet_Shutdown", 15) == 0   ? "0"
+                     : std::strncmp(rest, "System_Shutdown", 15) == 0 ? "1"
+                                                                       : "2";
+  nvram_then_file(ctx, "Safemode", mode);
+  return 0;
+}
+
+const Recogniser kThresholds[] = {
+    prefix("[SUCCESS]Set Outlet 1 Current Threshold To ", outlet_threshold<1>),
+    prefix("[SUCCESS]Set Outlet 2 Current Threshold To ", outlet_threshold<2>),
+    prefix("[SUCCESS]Set Outlet 3 Current Threshold To ", outlet_threshold<3>),
+    prefix("[SUCCESS]Set Outlet 4 Current Threshold To ", outlet_threshold<4>),
+    prefix("[SUCCESS]Set Outlet 5 Current Threshold To ", outlet_threshold<5>),
+    prefix("[SUCCESS]Set Outlet 6 Current Threshold To ", outlet_threshold<6>),
+    prefix("[SUCCESS]Set Outlet 7 Current Threshold To ", outlet_threshold<7>),
+    prefix("[SUCCESS]Set Outlet 8 Current Threshold To ", outlet_threshold<8>),
+};
+
+const Recogniser kInitializationStatus[] = {
+    prefix("[SUCCESS]Set All Outlets Initialization Status ", store_rest<kAllInitalizStatus, nvram_only>),
+};
+
+const Recogniser kMqttDetection[] = {
+    prefix("[SUCCESS]Mqtt Process Detection", mqtt_detection),
+};
+
+const Recogniser kAllOutletTiming[] = {
+    prefix("[SUCCESS]Set System Initialization Delay ", store_rest<kAllInitalizdelay, nvram_only>),
+    prefix("[SUCCESS]Set All Outlets Re-power Interval ", store_rest<kAllPowerdelay, nvram_only>),
+    prefix("[SUCCESS]Set All Outlets Power_OFF Interval ", store_rest<kAllPoweroffdelay, nvram_only>),
+    prefix("[SUCCESS]Set The Buzzer Sound Time To ", store_rest<kBeeperTime, file_then_nvram>),
+    prefix("[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", store_rest<kAllResetDelay, nvram_only>),
+    prefix("[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
+};
+
+const Recogniser kPerOutletSettings[] = {
+    two_stage(per_outlet_setting),
+};
+
+const Recogniser kAllOutletVoltage[] = {
+    prefix("[SUCCESS]Set All Outlets Voltage Status ", all_outlets_dc_voltage),
+};
+
+const Recogniser kRuntime[] = {
+    prefix("[SUCCESS]Get The Device Runtime For The System: ", store_rest<kSysRunTime, nvram_only>),
+    prefix("CMDTIME:", store_rest<kCMDTIME, nvram_then_file>),
+    prefix("[SUCCESS]GUI Get The Device Runtime For The System: ", store_rest<kRUNTIME, nvram_then_file>),
+};
+
+const Recogniser kSafeMode[] = {
+    prefix("[SUCCESS]Set The System Safe Mode To ", safe_mode),
+    prefix("[SUCCESS]Set The Overload Restart Delay ", store_rest<kOverloadtime, file_then_nvram>),
+};
+
+}  // namespace
+
+int map_delay_to_value(const char* text) {
+  if (!text || std::strcmp(text, "No Delay") == 0) return 0;
+  // Read as "%dms" reads it: blanks, a sign and digits; what follows is not looked at.
+  char* end = nullptr;
+  long ms = std::strtol(text, &end, 10);
+  if (end == text) return 0;
+  switch (ms) {
+    case 100: return 1;
+    case 200: return 2;
+    case 300: return 3;
+    case 400: return 4;
+    case 500: return 5;
+    default: return 0;
+  }
+}
+
+Row outlet_threshold_messages() { return row_of(kThresholds); }
+Row initialization_status_messages() { return row_of(kInitializationStatus); }
+Row mqtt_detection_messages() { return row_of(kMqttDetection); }
+Row all_outlet_timing_messages() { return row_of(kAllOutletTiming); }
+Row per_outlet_setting_messages() { return row_of(kPerOutletSettings); }
+Row all_outlet_voltage_messages() { return row_of(kAllOutletVoltage); }
+Row runtime_messages() { return row_of(kRuntime); }
+Row safe_mode_messages() { return row_of(kSafeMode); }
 
 }  // namespace interp

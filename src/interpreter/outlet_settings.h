@@ -13,4 +13,8 @@ Row all_outlet_voltage_messages();
 Row runtime_messages();
 Row safe_mode_messages();
 
+// The delay code of an over-current delay text: "No Delay" is 0; "100ms" to
+// "500ms" are 1 to 5; anything else is 0.
+int map_delay_to_value(const char* text);
+
 }  // namespace interp
