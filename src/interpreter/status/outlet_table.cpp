@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "interpreter/outlet_settings.h"
 #include "interpreter/status/keys.h"
 #include "interpreter/status/model_layout.h"
 #include "interpreter/status/outlet_string.h"
@@ -27,21 +28,6 @@ struct OutletRow {
 };
 
 using Column = void (*)(Context& ctx, OutletRow& row, int column, const char* token);
-
-// Delay codes of the overcurrent delay: "No Delay" 0, 100ms..500ms 1..5, else 0.
-int map_delay_to_value(const char* text) {
-  if (std::strcmp(text, "No Delay") == 0) return 0;
-  int ms = 0;
-  if (std::sscanf(text, "%dms", &ms) != 1) return 0;
-  switch (ms) {
-    case 100: return 1;
-    case 200: return 2;
-    case 300: return 3;
-    case 400: return 4;
-    case 500: return 5;
-    default: return 0;
-  }
-}
 
 void row_id(Context& ctx, OutletRow& row, int, const char* token) {
   row.id = row_identity(token, row.outlets, true);
