@@ -41,7 +41,7 @@ pid_t spawn(const std::vector<std::string>& argv, int out_fd) {
     posix_spawn_file_actions_adddup2(&actions, out_fd, STDERR_FILENO);
   }
   pid_t pid = -1;
-  int rc = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
+  int rc = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (rc != 0) throw std::runtime_error("cannot start " + argv[0] + ": " + std::strerror(rc));
   return pid;
