@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 
 namespace channels {
 
@@ -67,6 +69,46 @@ int bound_port(int fd) {
   socklen_t len = sizeof a;
   if (::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0) return 0;
   return ntohs(a.sin_port);
+}
+
+}  // namespace channels
+
+namespace channels {
+
+int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
+                       const char* listen_error) {
+  int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    std::perror(socket_error);
+    std::exit(1);
+  }
+  int on = 1;
+  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_ANY);
+  a.sin_port = htons(static_cast<uint16_t>(port));
+  if (::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
+    std::perror(bind_error);
+    std::exit(1);
+  }
+  if (::listen(fd, backlog) != 0) {
+    std::perror(listen_error);
+    std::exit(1);
+  }
+  return fd;
+}
+
+Watch watch(const Channels& ch, int listen_fd, const ClientTable& table, int max_slot) {
+  Watch w;
+  w.fds = {{listen_fd, POLLIN, 0}, {ch.stop_fd(), POLLIN, 0}};
+  for (int i = 0; i <= max_slot && i < kClientSlots; ++i) {
+    int fd = table[i].fd.load();
+    if (fd < 0) continue;
+    w.fds.push_back({fd, POLLIN, 0});
+    w.slots.push_back(i);
+  }
+  return w;
 }
 
 }  // namespace channels

@@ -2,11 +2,13 @@
 // Everything the client channels share: the board, the daemon's flags, the
 // client tables, the passthrough descriptor tables and the session segments.
 // One object lives for the whole run; every server thread gets it.
+#include <poll.h>
 #include <sys/types.h>
 
 #include <atomic>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "board/board.h"
 #include "board/root.h"
@@ -60,5 +62,17 @@ ssize_t send_all(int fd, const void* buf, size_t n);
 bool wait_readable(const Channels& ch, int fd);
 // The local port of a bound socket.
 int bound_port(int fd);
+// An IPv4 listening socket on every local address (SO_REUSEADDR on). A failed
+// step ends the process with status 1 after perror of its text.
+int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
+                       const char* listen_error);
+
+// What a server loop waits on: its listening socket, the stop pipe, then the
+// descriptor of every used slot up to max_slot (slots[k] is the slot of fds[k + 2]).
+struct Watch {
+  std::vector<pollfd> fds;
+  std::vector<int> slots;
+};
+Watch watch(const Channels& ch, int listen_fd, const ClientTable& table, int max_slot);
 
 }  // namespace channels

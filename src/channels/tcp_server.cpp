@@ -17,29 +17,6 @@ namespace {
 
 constexpr size_t kReceive = 4096;
 
-int listen_or_exit(const std::string& port) {
-  int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0) {
-    std::perror("TCP Creating socket failed.");
-    std::exit(1);
-  }
-  int on = 1;
-  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_ANY);
-  a.sin_port = htons(static_cast<uint16_t>(std::atoi(port.c_str()) % 65536));
-  if (::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
-    std::perror("TCP Bind error.");
-    std::exit(1);
-  }
-  if (::listen(fd, 5) != 0) {
-    std::perror("TCP listen() error\n");
-    std::exit(1);
-  }
-  return fd;
-}
-
 class TcpServer {
  public:
   TcpServer(Channels& ch, int listen_fd) : ch_(ch), table_(ch.clients.TcpClient), listen_fd_(listen_fd) {}
@@ -47,14 +24,9 @@ class TcpServer {
   void run() {
     for (auto& e : table_) e.fd.store(-1);
     while (!ch_.stopping()) {
-      std::vector<pollfd> watched{{listen_fd_, POLLIN, 0}, {ch_.stop_fd(), POLLIN, 0}};
-      std::vector<int> slots;
-      for (int i = 0; i <= maxi_; ++i) {
-        int fd = table_[i].fd.load();
-        if (fd < 0) continue;
-        watched.push_back({fd, POLLIN, 0});
-        slots.push_back(i);
-      }
+      Watch w = watch(ch_, listen_fd_, table_, maxi_);
+      std::vector<pollfd>& watched = w.fds;
+      const std::vector<int>& slots = w.slots;
       int nready = ::poll(watched.data(), watched.size(), -1);
       if (nready < 0 || watched[1].revents) continue;
       if (watched[0].revents) {
@@ -139,7 +111,8 @@ ssize_t process_client(Channels& ch, ClientEntry&, const char* buffer, size_t le
 
 int tcp_server(Channels& ch, const std::string& port) {
   ch.board.nvram.get("wan_ipaddr");
-  int listen_fd = listen_or_exit(port);
+  int listen_fd = listen_tcp_or_exit(std::atoi(port.c_str()) % 65536, 5, "TCP Creating socket failed.",
+                                     "TCP Bind error.", "TCP listen() error\n");
   ch.tcp_port.store(bound_port(listen_fd));
   TcpServer(ch, listen_fd).run();
   ::close(listen_fd);

@@ -24,14 +24,9 @@ class WebSocketServer {
   void run() {
     for (auto& e : table_) e.fd.store(-1);
     while (!ch_.stopping()) {
-      std::vector<pollfd> watched{{listen_fd_, POLLIN, 0}, {ch_.stop_fd(), POLLIN, 0}};
-      std::vector<int> slots;
-      for (int i = 0; i < kClientSlots; ++i) {
-        int fd = table_[i].fd.load();
-        if (fd < 0) continue;
-        watched.push_back({fd, POLLIN, 0});
-        slots.push_back(i);
-      }
+      Watch w = watch(ch_, listen_fd_, table_, kClientSlots - 1);
+      std::vector<pollfd>& watched = w.fds;
+      const std::vector<int>& slots = w.slots;
       int nready = ::poll(watched.data(), watched.size(), -1);
       if (nready < 0 || watched[1].revents) continue;
       if (watched[0].revents) accept_one();
@@ -114,22 +109,7 @@ class WebSocketServer {
 }  // namespace
 
 int passive_server(int port, int backlog) {
-  int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  int on = 1;
-  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_ANY);
-  a.sin_port = htons(static_cast<uint16_t>(port));
-  if (::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
-    std::perror("bind");
-    std::exit(1);
-  }
-  if (::listen(fd, backlog) != 0) {
-    std::perror("listen");
-    std::exit(1);
-  }
-  return fd;
+  return listen_tcp_or_exit(port, backlog, "socket", "bind", "listen");
 }
 
 void act_on_message(Channels& ch, const std::string& text) {
