@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,11 @@ class Channels {
   ClientTables clients;
   DescriptorTable rev_fd;      // port-23 passthrough sessions
   DescriptorTable rev_fd8000;  // port-8000 passthrough sessions
+
+  // Held while the reader sends on a session's descriptor and while a server
+  // closes one, so that a send never reaches a descriptor number that was
+  // closed and given to something else meanwhile.
+  std::mutex send_lock;
 
   // The MAC address of an interface for the GUI report ("" when unknown). The
   // daemon sets util::get_macaddr here.

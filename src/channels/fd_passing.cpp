@@ -96,12 +96,15 @@ int take_hand_over(Channels& ch, const Port& port, int conn) {
   int32_t flag = load(seg->slot[s]);
   std::atomic<int32_t>& entry = (ch.*port.table)[static_cast<size_t>(s)];
   bool open = port.port8000 ? flag != 0 : flag >= 1;
-  if (open && fd >= 0) {
-    int old = entry.exchange(fd);
-    if (old >= 0 && old != fd) ::close(old);
-  } else {
-    close_if_open(entry.exchange(-1));
-    close_if_open(fd);
+  {
+    std::lock_guard<std::mutex> hold(ch.send_lock);
+    if (open && fd >= 0) {
+      int old = entry.exchange(fd);
+      if (old >= 0 && old != fd) ::close(old);
+    } else {
+      close_if_open(entry.exchange(-1));
+      close_if_open(fd);
+    }
   }
   if (port.port8000) {
     ch.board.print("result: recv fd[%d] = %d\n", s, entry.load());

@@ -45,6 +45,7 @@ void ChannelOutput::byte_to_telnet_client(char c) {
 }
 
 void ChannelOutput::to_tcp_client(const char* data, size_t n) {
+  std::lock_guard<std::mutex> hold(ch_.send_lock);
   const ClientTables& t = ch_.clients;
   int fd = t.TcpClient[t.TcpClientNum.load() % kClientSlots].fd.load();
   if (fd >= 0) send_all(fd, data, n);
@@ -55,6 +56,7 @@ void ChannelOutput::to_telnet_sessions(const char* data, size_t n) {
   SlotSegment* s8000 = ch_.segments._Telnet8000;
   for (int i = 0; i < kSessionSlots; ++i) {
     if (load(s23->slot[i]) != kFreeSlot && ch_.rev_fd[i].load() != -1) telnet_send(i, data, n);
+    std::lock_guard<std::mutex> hold(ch_.send_lock);
     int fd = ch_.rev_fd8000[i].load();
     if (load(s8000->slot[i]) != kFreeSlot && fd != -1) ::send(fd, data, n, MSG_DONTWAIT | MSG_NOSIGNAL);
   }
@@ -65,6 +67,7 @@ void ChannelOutput::telnet_send(int slot, const char* data, size_t n) {
   if (nv.get("EnableTelnet") != std::optional<std::string>("0")) return;
   std::string radio = nv.get_or("Telnetradio", "");
   if (radio.size() < 4 || radio[3] != '0') return;
+  std::lock_guard<std::mutex> hold(ch_.send_lock);
   int fd = ch_.rev_fd[static_cast<size_t>(slot)].load();
   if (fd >= 0) ::send(fd, data, n, MSG_DONTWAIT | MSG_NOSIGNAL);
 }

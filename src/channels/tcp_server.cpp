@@ -39,6 +39,7 @@ class TcpServer {
         if (--nready < 1) break;
       }
     }
+    std::lock_guard<std::mutex> hold(ch_.send_lock);
     for (auto& e : table_) {
       int fd = e.fd.exchange(-1);
       if (fd >= 0) ::close(fd);
@@ -76,6 +77,7 @@ class TcpServer {
     if (e.fd.load() != fd) return true;
     ssize_t n = ::recv(fd, buf_, kReceive, 0);
     if (n == 0) {
+      std::lock_guard<std::mutex> hold(ch_.send_lock);
       e.fd.store(-1);
       ::close(fd);
       return true;
