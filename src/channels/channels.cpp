@@ -1,0 +1,114 @@
+#include "channels/channels.h"
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace channels {
+
+Channels::Channels(board::Board& b, core::SharedState& s, Segments& seg)
+    : board(b), state(s), segments(seg) {
+  if (::pipe2(stop_pipe_, O_CLOEXEC) != 0) stop_pipe_[0] = stop_pipe_[1] = -1;
+}
+
+Channels::~Channels() {
+  for (int fd : stop_pipe_)
+    if (fd >= 0) ::close(fd);
+}
+
+void Channels::stop() {
+  if (stopping_.exchange(true)) return;
+  char c = 1;
+  if (stop_pipe_[1] >= 0 && ::write(stop_pipe_[1], &c, 1) != 1) return;
+}
+
+bool read_full(int fd, void* buf, size_t n) {
+  auto* p = static_cast<char*>(buf);
+  size_t done = 0;
+  while (done < n) {
+    ssize_t r = ::read(fd, p + done, n - done);
+    if (r < 0 && errno == EINTR) continue;
+    if (r <= 0) return false;
+    done += static_cast<size_t>(r);
+  }
+  return true;
+}
+
+ssize_t send_all(int fd, const void* buf, size_t n) {
+  const auto* p = static_cast<const char*>(buf);
+  size_t done = 0;
+  while (done < n) {
+    ssize_t w = ::send(fd, p + done, n - done, MSG_NOSIGNAL);
+    if (w < 0 && errno == EINTR) continue;
+    if (w < 0) return -1;
+    done += static_cast<size_t>(w);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+bool wait_readable(const Channels& ch, int fd) {
+  pollfd p[2] = {{fd, POLLIN, 0}, {ch.stop_fd(), POLLIN, 0}};
+  for (;;) {
+    if (ch.stopping()) return false;
+    int r = ::poll(p, 2, -1);
+    if (r < 0 && errno == EINTR) continue;
+    if (r < 0) return false;
+    if (p[1].revents) return false;
+    if (p[0].revents) return true;
+  }
+}
+
+int bound_port(int fd) {
+  sockaddr_in a{};
+  socklen_t len = sizeof a;
+  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0) return 0;
+  return ntohs(a.sin_port);
+}
+
+}  // namespace channels
+
+namespace channels {
+
+int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
+                       const char* listen_error) {
+  int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    std::perror(socket_error);
+    std::exit(1);
+  }
+  int on = 1;
+  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_ANY);
+  a.sin_port = htons(static_cast<uint16_t>(port));
+  if (::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
+    std::perror(bind_error);
+    std::exit(1);
+  }
+  if (::listen(fd, backlog) != 0) {
+    std::perror(listen_error);
+    std::exit(1);
+  }
+  return fd;
+}
+
+Watch watch(const Channels& ch, int listen_fd, const ClientTable& table, int max_slot) {
+  Watch w;
+  w.fds = {{listen_fd, POLLIN, 0}, {ch.stop_fd(), POLLIN, 0}};
+  for (int i = 0; i <= max_slot && i < kClientSlots; ++i) {
+    int fd = table[i].fd.load();
+    if (fd < 0) continue;
+    w.fds.push_back({fd, POLLIN, 0});
+    w.slots.push_back(i);
+  }
+  return w;
+}
+
+}  // namespace channels

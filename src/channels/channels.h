@@ -1,0 +1,84 @@
+#pragma once
+// Everything the client channels share: the board, the daemon's flags, the
+// client tables, the passthrough descriptor tables and the session segments.
+// One object lives for the whole run; every server thread gets it.
+#include <poll.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "board/board.h"
+#include "board/root.h"
+#include "channels/client_tables.h"
+#include "channels/segments.h"
+#include "core/state.h"
+
+namespace channels {
+
+class Channels {
+ public:
+  Channels(board::Board& board, core::SharedState& state, Segments& segments);
+  ~Channels();
+  Channels(const Channels&) = delete;
+  Channels& operator=(const Channels&) = delete;
+
+  board::Board& board;
+  core::SharedState& state;
+  Segments& segments;
+  ClientTables clients;
+  DescriptorTable rev_fd;      // port-23 passthrough sessions
+  DescriptorTable rev_fd8000;  // port-8000 passthrough sessions
+
+  // Held while the reader sends on a session's descriptor and while a server
+  // closes one, so that a send never reaches a descriptor number that was
+  // closed and given to something else meanwhile.
+  std::mutex send_lock;
+
+  // The MAC address of an interface for the GUI report ("" when unknown). The
+  // daemon sets util::get_macaddr here.
+  std::function<std::string(const char* ifname)> macaddr;
+
+  // The ports the servers bound, once they listen (0 before).
+  std::atomic<int> tcp_port{0};
+  std::atomic<int> websocket_port{0};
+
+  // Asks every server loop to end; they return soon after.
+  void stop();
+  bool stopping() const { return stopping_.load(); }
+  // Readable once stop() was called: servers wait on it beside their sockets.
+  int stop_fd() const { return stop_pipe_[0]; }
+  // A path of the unit resolved under the board's root.
+  std::string path(const char* unit_path) const { return board.files.path(unit_path); }
+
+ private:
+  std::atomic<bool> stopping_{false};
+  int stop_pipe_[2] = {-1, -1};
+};
+
+// Small socket helpers shared by the channels.
+// Reads exactly n bytes (false on end of stream or error).
+bool read_full(int fd, void* buf, size_t n);
+// Sends all n bytes without raising SIGPIPE; the count sent, or -1.
+ssize_t send_all(int fd, const void* buf, size_t n);
+// Waits until fd is readable or the channels stop; false when stopping.
+bool wait_readable(const Channels& ch, int fd);
+// The local port of a bound socket.
+int bound_port(int fd);
+// An IPv4 listening socket on every local address (SO_REUSEADDR on). A failed
+// step ends the process with status 1 after perror of its text.
+int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
+                       const char* listen_error);
+
+// What a server loop waits on: its listening socket, the stop pipe, then the
+// descriptor of every used slot up to max_slot (slots[k] is the slot of fds[k + 2]).
+struct Watch {
+  std::vector<pollfd> fds;
+  std::vector<int> slots;
+};
+Watch watch(const Channels& ch, int listen_fd, const ClientTable& table, int max_slot);
+
+}  // namespace channels

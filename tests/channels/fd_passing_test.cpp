@@ -1,0 +1,160 @@
+// Descriptor passing with the passthrough peer program: a handed-over TCP
+// session receives the forwarded MCU lines until its close hand-over.
+#include "channels/fd_passing.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "support/channels_harness.h"
+
+namespace {
+
+using testing_support::ChannelsHarness;
+using testing_support::Child;
+using testing_support::Listener;
+using testing_support::program;
+using testing_support::wait_until;
+
+class FdPassingTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    h.nvram.values["EnableTelnet"] = "0";
+    h.nvram.values["Telnetradio"] = "0000";
+    auto servers = channels::start_descriptor_servers(*h.ch);
+    for (auto& t : servers) h.run(std::move(t));
+    ASSERT_TRUE(wait_until([&] {
+      return h.scratch.exists(channels::file_server_socket) && h.scratch.exists(channels::file_server_socket8000);
+    }));
+  }
+
+  // Runs the peer; true when it reports the hand-over.
+  bool peer(int port, int slot, const std::string& how) {
+    std::vector<std::string> argv{program("passthrough-peer"), "--root", h.scratch.dir(), "--port",
+                                  std::to_string(port), "--slot", std::to_string(slot)};
+    if (how == "close") {
+      argv.push_back("--close");
+    } else {
+      argv.push_back("--connect");
+      argv.push_back(how);
+    }
+    Child child(argv);
+    return child.wait_exit() == 0 && child.output.find("handed over") != std::string::npos;
+  }
+
+  // Opens a session of slot on port; the far end's socket.
+  int open_session(int port, int slot) {
+    int far = -1;
+    std::thread accepting([&] { far = listener.accept_one(); });
+    bool ok = peer(port, slot, "127.0.0.1:" + std::to_string(listener.port()));
+    accepting.join();
+    EXPECT_TRUE(ok);
+    return far;
+  }
+
+  std::string read_some(int fd) {
+    char buf[4096];
+    pollfd p{fd, POLLIN, 0};
+    if (::poll(&p, 1, 20000) <= 0) return "<nothing>";
+    ssize_t r = ::recv(fd, buf, sizeof buf, 0);
+    return r <= 0 ? "<closed>" : std::string(buf, static_cast<size_t>(r));
+  }
+
+  ChannelsHarness h;
+  Listener listener;
+};
+
+TEST_F(FdPassingTest, TablesStartWithoutSessions) {
+  for (auto* table : {&h.ch->rev_fd, &h.ch->rev_fd8000})
+    for (auto& fd : table->fd) ASSERT_EQ(fd.load(), -1);
+}
+
+TEST_F(FdPassingTest, SessionsReceiveLinesUntilTheirCloseHandOver) {
+  struct Case {
+    int port;
+    int slot;
+    channels::DescriptorTable channels::Channels::*table;
+  } cases[] = {{23, 3, &channels::Channels::rev_fd}, {8000, 3, &channels::Channels::rev_fd8000},
+               {23, 1023, &channels::Channels::rev_fd}, {8000, 0, &channels::Channels::rev_fd8000}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE("port " + std::to_string(c.port) + " slot " + std::to_string(c.slot));
+    int far = open_session(c.port, c.slot);
+    ASSERT_GE(far, 0);
+    ASSERT_GE(((*h.ch).*c.table)[c.slot].load(), 0);
+    h.output->to_telnet_sessions("Outlet1 On\r\n", 12);
+    EXPECT_EQ(read_some(far), "Outlet1 On\r\n");
+
+    ASSERT_TRUE(peer(c.port, c.slot, "close"));
+    EXPECT_EQ(((*h.ch).*c.table)[c.slot].load(), -1);
+    h.output->to_telnet_sessions("gone\r\n", 6);
+    EXPECT_EQ(read_some(far), "<closed>");  // the daemon's copy was closed
+    ::close(far);
+  }
+}
+
+TEST_F(FdPassingTest, Port8000CloseLeavesThePort23SessionOfTheSameSlot) {
+  int far23 = open_session(23, 5);
+  int far8000 = open_session(8000, 5);
+  ASSERT_GE(far23, 0);
+  ASSERT_GE(far8000, 0);
+  ASSERT_TRUE(peer(8000, 5, "close"));
+  h.output->to_telnet_sessions("still here\r\n", 12);
+  EXPECT_EQ(read_some(far23), "still here\r\n");
+  EXPECT_EQ(read_some(far8000), "<closed>");
+  ::close(far23);
+  ::close(far8000);
+}
+
+TEST_F(FdPassingTest, Port23SessionsNeedTelnetEnabled) {
+  int far = open_session(23, 2);
+  ASSERT_GE(far, 0);
+  struct Case {
+    const char* enable;  // nullptr: absent
+    const char* radio;
+    bool sent;
+  } cases[] = {{nullptr, "0000", false}, {"1", "0000", false}, {"0", "000", false},
+               {"0", "0001", false},     {"0", "1110", true},   {"0", "0010", true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.enable ? c.enable : "(absent)") + " " + c.radio);
+    if (c.enable) h.nvram.values["EnableTelnet"] = c.enable; else h.nvram.erase("EnableTelnet");
+    h.nvram.values["Telnetradio"] = c.radio;
+    h.output->telnet_send(2, "x\r\n", 3);
+    // A marker line that always goes tells a skipped send from a slow one.
+    h.nvram.values["EnableTelnet"] = "0";
+    h.nvram.values["Telnetradio"] = "0000";
+    h.output->telnet_send(2, "mark\r\n", 6);
+    std::string got;
+    while (got.find("mark\r\n") == std::string::npos) {
+      std::string more = read_some(far);
+      ASSERT_EQ(more.find('<'), std::string::npos) << more;
+      got += more;
+    }
+    EXPECT_EQ(got, c.sent ? "x\r\nmark\r\n" : "mark\r\n");
+  }
+  ::close(far);
+}
+
+TEST_F(FdPassingTest, HandOverWithoutDescriptorIsClosedAndReported) {
+  for (const char* path : {channels::file_server_socket, channels::file_server_socket8000}) {
+    SCOPED_TRACE(path);
+    int u = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un a{};
+    a.sun_family = AF_UNIX;
+    std::strncpy(a.sun_path, h.scratch.path(path).c_str(), sizeof a.sun_path - 1);
+    ASSERT_EQ(::connect(u, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    ASSERT_EQ(::send(u, "x", 1, 0), 1);
+    EXPECT_EQ(read_some(u), "<closed>");
+    ::close(u);
+  }
+  EXPECT_TRUE(wait_until([&] {
+    std::string out = h.printed();
+    size_t first = out.find("No control message header found\n");
+    return first != std::string::npos && out.find("No control message header found\n", first + 1) != std::string::npos;
+  }));
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+// SSH forwarding with the session peer program, and the text helpers.
+#include "channels/forwarding.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "support/channels_harness.h"
+
+namespace {
+
+using testing_support::ChannelsHarness;
+using testing_support::Child;
+using testing_support::program;
+
+TEST(RemoveTelnet23Manual, CutsEveryTag) {
+  struct Case {
+    const char* in;
+    const char* out;
+  } cases[] = {
+      {"HW  telnet23 V1.0", "HW V1.0"},
+      {"V1.0  telnet23", "V1.0"},
+      {"  telnet23  telnet23x", "x"},
+      {"HW telnet23", "HW telnet23"},  // one blank is not the tag
+      {"", ""},
+  };
+  for (const auto& c : cases) {
+    char buf[64];
+    std::strcpy(buf, c.in);
+    channels::remove_telnet23_manual(buf);
+    EXPECT_STREQ(buf, c.out) << c.in;
+  }
+}
+
+TEST(ReplaceCrlfWithCr, OnlyPairsChange) {
+  EXPECT_EQ(channels::replace_crlf_with_cr("a\r\nb\r\n"), "a\rb\r");
+  EXPECT_EQ(channels::replace_crlf_with_cr("a\n\rb\r"), "a\n\rb\r");
+  EXPECT_EQ(channels::replace_crlf_with_cr(""), "");
+}
+
+size_t open_descriptors() {
+  size_t n = 0;
+  for (auto& e : std::filesystem::directory_iterator("/proc/self/fd")) n += e.path().empty() ? 0 : 1;
+  return n;
+}
+
+class SshTest : public ::testing::Test {
+ protected:
+  void SetUp() override { h.nvram.values["sshPushMsg"] = "1"; }
+  std::unique_ptr<Child> session(const std::string& path, int count) {
+    auto c = std::make_unique<Child>(std::vector<std::string>{program("ssh-session-peer"), "--root",
+                                                              h.scratch.dir(), "--path", path, "--count",
+                                                              std::to_string(count)});
+    EXPECT_TRUE(c->wait_for_output("registered " + path));
+    return c;
+  }
+  channels::SshSegment& list() { return *h.segments->_ssh; }
+  ChannelsHarness h;
+};
+
+TEST_F(SshTest, EachSessionGetsTheLineWithCrOnly) {
+  auto one = session("/var/run/ssh_a", 2);
+  auto two = session("/var/run/ssh_b", 2);
+  ASSERT_EQ(channels::load(list().count), 2);
+  const std::string line = "Outlet1 On\r\n";
+  h.output->to_ssh_sessions(line.c_str(), line.size());
+  const std::string mqtt = "xx MQTT payload\r\n";
+  h.output->to_ssh_sessions(mqtt.c_str(), mqtt.size());
+  for (auto* peer : {one.get(), two.get()}) {
+    EXPECT_EQ(peer->wait_exit(), 0);
+    // The message's length goes with the shorter copy: one NUL per CR LF.
+    EXPECT_NE(peer->output.find("\nOutlet1 On\\r\\0\n"), std::string::npos) << peer->output;
+    EXPECT_NE(peer->output.find("\nMQTT payload\\r\\n\n"), std::string::npos) << peer->output;
+  }
+}
+
+TEST_F(SshTest, NothingWithoutPushOrForAnEmptyEntry) {
+  auto peer = session("/var/run/ssh_c", 1);
+  h.nvram.values["sshPushMsg"] = "0";
+  h.output->to_ssh_sessions("no\r\n", 4);
+  h.nvram.values["sshPushMsg"] = "1";
+  h.output->to_ssh_sessions("yes\r\n", 5);
+  EXPECT_EQ(peer->wait_exit(), 0);
+  EXPECT_EQ(peer->output.find("no\\r"), std::string::npos);
+  EXPECT_NE(peer->output.find("yes\\r\\0"), std::string::npos);
+}
+
+TEST_F(SshTest, DeadEntriesAreDroppedAndTheRestMoveUp) {
+  auto fill = [&](std::vector<std::string> paths) {
+    std::memset(list().entry, 0, sizeof list().entry);
+    for (size_t i = 0; i < paths.size(); ++i) std::strcpy(list().entry[i], paths[i].c_str());
+    channels::store(list().count, static_cast<int32_t>(paths.size()));
+  };
+  fill({"/var/run/dead0", "/var/run/dead1", "/var/run/dead2"});
+  size_t open_before = open_descriptors();
+  EXPECT_EQ(h.output->ssh_connect(0), -1);
+  EXPECT_EQ(open_descriptors(), open_before);  // the failed socket is closed
+  EXPECT_EQ(channels::load(list().count), 2);
+  EXPECT_STREQ(list().entry[0], "/var/run/dead1");
+  EXPECT_STREQ(list().entry[1], "/var/run/dead2");
+  EXPECT_EQ(list().entry[2][0], '\0');
+
+  // A live session behind a dead one: the dead entry goes, the live one
+  // moves into its place and is served on the next line.
+  auto live = session("/var/run/ssh_live", 1);
+  fill({"/var/run/dead0", "/var/run/ssh_live"});
+  h.output->to_ssh_sessions("first\r\n", 7);
+  EXPECT_EQ(channels::load(list().count), 1);
+  EXPECT_STREQ(list().entry[0], "/var/run/ssh_live");
+  h.output->to_ssh_sessions("second\r\n", 8);
+  EXPECT_EQ(live->wait_exit(), 0);
+  EXPECT_NE(live->output.find("second\\r\\0"), std::string::npos) << live->output;
+}
+
+TEST_F(SshTest, AFullLengthLineIsSentWhole) {
+  auto peer = session("/var/run/ssh_long", 1);
+  std::string line(4488, 'L');
+  line += "\r\n";
+  h.output->to_ssh_sessions(line.c_str(), line.size());
+  EXPECT_EQ(peer->wait_exit(), 0);
+  EXPECT_NE(peer->output.find(std::string(4488, 'L') + "\\r\\0\n"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+// The raw TCP command server with real loopback clients: prompt, bytes to the
+// MCU line, the reply to the client that spoke last, the telnet IAC rule.
+#include "channels/tcp_server.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "support/channels_harness.h"
+
+namespace {
+
+using testing_support::ChannelsHarness;
+using testing_support::Client;
+using testing_support::wait_until;
+
+const std::string kPrompt = "Please Input Your Command :\r\n";
+
+class TcpServerTest : public ::testing::Test {
+ protected:
+  void start(const char* machine_type = nullptr) {
+    if (machine_type) h.state.MachineType = machine_type;
+    h.run(channels::start_tcp_server(*h.ch, "0"));
+    ASSERT_TRUE(wait_until([&] { return h.ch->tcp_port.load() != 0; }));
+  }
+  std::unique_ptr<Client> connect() { return std::make_unique<Client>(h.ch->tcp_port.load()); }
+  ChannelsHarness h;
+};
+
+TEST(ClientEntryName, SlotNameOverTwentyZeros) {
+  struct Case {
+    int slot;
+    std::string name;
+  } cases[] = {{7, "Client[07]0000000000"}, {0, "Client[00]0000000000"}, {1023, "Client[1023]00000000"}};
+  for (const auto& c : cases) {
+    channels::ClientEntry e;
+    channels::fill_name(e, c.slot);
+    EXPECT_EQ(std::string(e.name, sizeof e.name), c.name) << c.slot;
+  }
+}
+
+TEST_F(TcpServerTest, PromptUnlessMachineTypeFour) {
+  struct Case {
+    const char* machine_type;
+    bool prompt;
+  } cases[] = {{nullptr, true}, {"A", true}, {"7", true}, {"4", false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.machine_type ? c.machine_type : "(none)");
+    ChannelsHarness local;
+    if (c.machine_type) local.state.MachineType = c.machine_type;
+    local.run(channels::start_tcp_server(*local.ch, "0"));
+    ASSERT_TRUE(wait_until([&] { return local.ch->tcp_port.load() != 0; }));
+    Client client(local.ch->tcp_port.load());
+    ASSERT_TRUE(client.connected());
+    if (c.prompt) {
+      EXPECT_TRUE(client.wait_for(kPrompt));
+      EXPECT_EQ(client.received, kPrompt);
+    } else {
+      // Without a prompt the first thing the client sees is the MCU's reply.
+      ASSERT_TRUE(client.send("x"));
+      ASSERT_TRUE(local.mcu.wait_for("x"));
+      local.output->to_tcp_client("reply.", 6);
+      EXPECT_TRUE(client.wait_for("reply."));
+      EXPECT_EQ(client.received, "reply.");
+    }
+  }
+}
+
+TEST_F(TcpServerTest, BytesGoUnchangedToTheMcuAndTheReplyToTheLastSpeaker) {
+  start();
+  auto a = connect();
+  auto b = connect();
+  ASSERT_TRUE(a->wait_for(kPrompt));
+  ASSERT_TRUE(b->wait_for(kPrompt));
+
+  ASSERT_TRUE(a->send("GetOutlet1\r\n"));
+  ASSERT_TRUE(h.mcu.wait_for("GetOutlet1\r\n"));
+  h.output->to_tcp_client("Outlet1 On.", 11);
+  EXPECT_TRUE(a->wait_for("Outlet1 On."));
+
+  ASSERT_TRUE(b->send("raw\rbytes\n\x01"));
+  ASSERT_TRUE(h.mcu.wait_for("raw\rbytes\n\x01"));
+  h.output->to_tcp_client("Second.", 7);
+  EXPECT_TRUE(b->wait_for("Second."));
+  EXPECT_EQ(a->received, kPrompt + "Outlet1 On.");
+  EXPECT_EQ(h.mcu.bytes(), "GetOutlet1\r\nraw\rbytes\n\x01");
+}
+
+TEST_F(TcpServerTest, TelnetNegotiationIsDroppedUntilTheFirstRealInput) {
+  start();
+  // b takes slot 0 and stays silent; a (slot 1) negotiates, so a dropped
+  // block shows as TcpClientNum turning to 1.
+  auto b = connect();
+  ASSERT_TRUE(b->wait_for(kPrompt));
+  auto a = connect();
+  ASSERT_TRUE(a->wait_for(kPrompt));
+  ASSERT_TRUE(a->send("\xFF\xFD\x01"));
+  ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClientNum.load() == 1; }));
+  EXPECT_EQ(h.mcu.bytes(), "");
+
+  struct Step {
+    std::string block;
+  } forwarded[] = {
+      {"\xFF\xFB\x03"},  // one dropped block is all the rule takes
+      {"plain\r\n"},
+      {"\xFF late"},       // inspection is over until the next accept
+  };
+  std::string expected;
+  for (const auto& s : forwarded) {
+    SCOPED_TRACE(s.block);
+    ASSERT_TRUE(a->send(s.block));
+    expected += s.block;
+    ASSERT_TRUE(h.mcu.wait_for(expected));
+  }
+  EXPECT_EQ(h.mcu.bytes(), expected);
+  h.output->to_tcp_client("ok.", 3);
+  EXPECT_TRUE(a->wait_for("ok."));
+
+  // A new accept resets the rule for every peer: b's IAC block is dropped.
+  auto c = connect();
+  ASSERT_TRUE(c->wait_for(kPrompt));
+  ASSERT_TRUE(b->send("\xFF\xFE\x01"));
+  ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClientNum.load() == 0; }));
+  ASSERT_TRUE(b->send("after\r\n"));
+  ASSERT_TRUE(h.mcu.wait_for(expected + "after\r\n"));
+  EXPECT_EQ(h.mcu.bytes(), expected + "after\r\n");
+}
+
+TEST_F(TcpServerTest, EverySlotIsServedAndAFullTableClosesTheNewcomer) {
+  start();
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < channels::kClientSlots; ++i) {
+    clients.push_back(connect());
+    // One at a time: the listen backlog is short.
+    ASSERT_TRUE(clients.back()->wait_for(kPrompt)) << i;
+  }
+  Client extra(h.ch->tcp_port.load());
+  EXPECT_TRUE(extra.wait_closed());
+  EXPECT_EQ(extra.received, "");
+
+  // Slots above 255 are named exactly: each reply goes to its own client.
+  for (int slot : {300, 1023, 44}) {
+    SCOPED_TRACE(slot);
+    std::string cmd = "from " + std::to_string(slot) + "\r\n";
+    ASSERT_TRUE(clients[slot]->send(cmd));
+    ASSERT_TRUE(h.mcu.wait_for(cmd));
+    ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClientNum.load() == slot; }));
+    std::string reply = "reply " + std::to_string(slot) + ".";
+    h.output->to_tcp_client(reply.data(), reply.size());
+    EXPECT_TRUE(clients[slot]->wait_for(reply));
+  }
+  // Slot 300 keeps its own number: slot 44 (300 modulo 256) got only its own reply.
+  EXPECT_EQ(clients[44]->received, kPrompt + "reply 44.");
+
+  // A peer that leaves frees its slot for the next one.
+  clients[5].reset();
+  ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClient[5].fd.load() == -1; }));
+  Client again(h.ch->tcp_port.load());
+  EXPECT_TRUE(again.wait_for(kPrompt));
+  EXPECT_TRUE(wait_until([&] { return h.ch->clients.TcpClient[5].fd.load() >= 0; }));
+  EXPECT_EQ(std::string(h.ch->clients.TcpClient[5].name, 20), "Client[05]0000000000");
+}
+
+TEST_F(TcpServerTest, TablesStartEmpty) {
+  const channels::ClientTables& t = h.ch->clients;
+  for (const auto* table : {&t.TcpClient, &t.TelnetClient, &t.WebTcpClient, &t.McuUpgradeTcpClient})
+    for (const auto& e : *table) ASSERT_EQ(e.fd.load(), -1);
+  // Nothing to send to yet: the reply is dropped, not sent to descriptor 0.
+  h.output->to_tcp_client("nobody.", 7);
+  h.output->byte_to_telnet_client('x');
+  EXPECT_EQ(h.ch->clients.TcpClientNum.load(), 0);
+}
+
+}  // namespace
