@@ -67,4 +67,9 @@ Segments::~Segments() {
   }
 }
 
+void Segments::remove() {
+  for (int id : ids_)
+    if (id >= 0) ::shmctl(id, IPC_RMID, nullptr);
+}
+
 }  // namespace channels

@@ -64,6 +64,9 @@ class Segments {
   // runs and tests); the unit keeps them for the life of the system.
   static std::unique_ptr<Segments> open(const board::Root& root, bool remove_at_end);
   ~Segments();
+  // Marks the segments for removal now; the attachments stay valid until the
+  // process ends (host mode's SIGTERM).
+  void remove();
   Segments(const Segments&) = delete;
   Segments& operator=(const Segments&) = delete;
 

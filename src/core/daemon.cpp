@@ -10,9 +10,16 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include "board/board.h"
+#include "channels/channels.h"
+#include "channels/fd_passing.h"
+#include "channels/forwarding.h"
+#include "channels/segments.h"
+#include "channels/tcp_server.h"
+#include "channels/websocket_server.h"
 #include "core/netinit.h"
 #include "core/serial_port.h"
 #include "core/serial_reader.h"
@@ -20,6 +27,7 @@
 #include "core/task_queue.h"
 #include "interpreter/context.h"
 #include "interpreter/dispatcher.h"
+#include "util/net.h"
 
 namespace core {
 
@@ -105,12 +113,38 @@ int run_daemon(const Options& o) {
   std::string telnet = valid_port(telnet_port);
   (void)telnet;
 
-  // 7.-11. The session segments and the descriptor-passing servers come
-  // with the client channels.
-  McuOutput output;
+  // 7.-11. The passthrough and SSH session segments (8001 cleared) and the two
+  // descriptor-passing servers. In host mode the segments belong to this root.
+  std::unique_ptr<channels::Segments> segments = channels::Segments::open(root, o.host);
+  if (!segments) return 1;
+  channels::Channels ch(board, state, *segments);
+  ch.macaddr = [](const char* ifname) {
+    const char* mac = util::get_macaddr(ifname);
+    return std::string(mac ? mac : "");
+  };
+  try {
+    for (std::thread& t : channels::start_descriptor_servers(ch)) t.detach();
+  } catch (const std::system_error&) {
+    std::printf("Create thread error!\n");
+    return 1;
+  }
+  channels::ChannelOutput output(ch);
+
+  // The command port and the GUI channel run only when asked for.
+  unsigned long tcp_tid = 0;
+  try {
+    if (o.tcp_server) {
+      std::thread t = channels::start_tcp_server(ch, tcp);
+      tcp_tid = static_cast<unsigned long>(t.native_handle());
+      t.detach();
+    }
+    if (o.websocket) channels::start_websocket_server(ch, o.ws_port).detach();
+  } catch (const std::system_error&) {
+    std::printf("Create thread error!\n");
+    return 1;
+  }
 
   // 12.
-  unsigned long tcp_tid = 0;
   std::printf("TID in pthread_create function: %lu.\n", tcp_tid);
   std::printf("Main process: PID: %d,TID: %lu.\n", static_cast<int>(::getpid()),
               static_cast<unsigned long>(::pthread_self()));
@@ -137,6 +171,7 @@ int run_daemon(const Options& o) {
         continue;
       }
       // Host mode: leave nothing behind.
+      segments->remove();
       files.remove(kPidFile);
       std::fflush(stdout);
       ::_exit(0);

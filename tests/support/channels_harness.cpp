@@ -18,14 +18,6 @@ namespace testing_support {
 
 using Clock = std::chrono::steady_clock;
 
-bool wait_until(const std::function<bool()>& pred, std::chrono::milliseconds deadline) {
-  auto end = Clock::now() + deadline;
-  while (!pred()) {
-    if (Clock::now() > end) return false;
-    ::poll(nullptr, 0, 5);
-  }
-  return true;
-}
 
 namespace {
 // Milliseconds left until end, at least 0.

@@ -21,13 +21,11 @@
 #include "core/state.h"
 #include "support/fakes.h"
 #include "support/scratch_root.h"
+#include "support/wait.h"
 
 namespace testing_support {
 
 inline constexpr std::chrono::seconds kDeadline{20};
-
-// Polls pred until it holds or the deadline passes.
-bool wait_until(const std::function<bool()>& pred, std::chrono::milliseconds deadline = kDeadline);
 
 // An MCU line that several threads may write and a test may wait on.
 class LockedMcu : public board::McuLine {

@@ -19,15 +19,6 @@ extern char** environ;
 
 namespace testing_support {
 
-bool wait_until(const std::function<bool()>& cond, std::chrono::milliseconds deadline) {
-  auto end = std::chrono::steady_clock::now() + deadline;
-  for (;;) {
-    if (cond()) return true;
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(5ms);
-  }
-}
-
 namespace {
 
 pid_t spawn(const std::vector<std::string>& argv, int out_fd) {

@@ -16,13 +16,9 @@
 
 #include "support/board_process.h"
 #include "support/scratch_root.h"
+#include "support/wait.h"
 
 namespace testing_support {
-
-using namespace std::chrono_literals;
-
-// Polls cond until it holds or the deadline passes; true when it held.
-bool wait_until(const std::function<bool()>& cond, std::chrono::milliseconds deadline = 10s);
 
 class DaemonHarness {
  public:
@@ -44,15 +40,15 @@ class DaemonHarness {
   void mcu_send(const std::string& bytes);
   // Everything the daemon wrote to the MCU so far.
   std::string mcu_received();
-  bool wait_mcu(const std::string& text, std::chrono::milliseconds deadline = 10s);
+  bool wait_mcu(const std::string& text, std::chrono::milliseconds deadline = 20s);
   // A new pseudo-terminal behind the same path; the old one hangs up.
   void replace_line();
 
   // The daemon's side.
   std::string output();
-  bool wait_output(const std::string& text, std::chrono::milliseconds deadline = 10s);
+  bool wait_output(const std::string& text, std::chrono::milliseconds deadline = 20s);
   // Waits until the worker has interpreted the message (its input print).
-  bool wait_interpreted(const std::string& message, std::chrono::milliseconds deadline = 10s);
+  bool wait_interpreted(const std::string& message, std::chrono::milliseconds deadline = 20s);
   std::string nvram(const std::string& key);  // "<absent>" when missing
   std::vector<std::string> journal() const { return scratch.lines("/var/log/commands.log"); }
   std::vector<std::string> settings_lines() const { return scratch.lines("/user/argument.text"); }
