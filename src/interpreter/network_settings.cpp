@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "interpreter/network_restart.h"
+
 namespace interp {
 
 namespace {
@@ -74,7 +76,6 @@ int raw_setting(Context& ctx, char* rest) {
   return 0;
 }
 
-constexpr const char* kReloadMdns = "/log/www/cgi-bin/ReloadmDNSRepons.cgi restart &";
 
 template <const char* Key>
 int dhcp_on(Context& ctx, char*) {
@@ -86,20 +87,14 @@ int dhcp_on(Context& ctx, char*) {
 template <const char* Key>
 int dhcp_off(Context& ctx, char*) {
   ctx.store(Key, "STATIC");
-  ctx.runner.run(kReloadMdns);
+  ctx.runner.run(kMdnsReload);
   return 0;
 }
 
 // The MCU lists the addresses after a change from the front panel: bring
 // both bridges down and up and start the address clients again.
-int restart_network(Context& ctx, char*) {
-  static const char* const kCommands[] = {
-      "killall -9 udhcpc 2>/dev/null",   "killall -9 odhcp6c 2>/dev/null",
-      "killall -9 mDNSResponder 2>/dev/null", "/sbin/ifconfig br-lan1 down",
-      "/sbin/ifconfig br-lan2 down",     "/sbin/ifconfig br-lan1 up",
-      "/sbin/ifconfig br-lan2 up",       "/sbin/wan.sh &",
-  };
-  for (const char* command : kCommands) ctx.runner.run(command);
+int list_current_addresses(Context& ctx, char*) {
+  restart_network(ctx);
   return 0;
 }
 
@@ -127,7 +122,7 @@ constexpr Recogniser kNetwork[] = {
     prefix("[SUCCESS]Set TCP/IPv6 2 IP Address To ", ipv6_setting<kIPv6IPAddr>),
     prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
     prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
-    prefix("[SUCCESS]List Current TCP/IP Address", restart_network),
+    prefix("[SUCCESS]List Current TCP/IP Address", list_current_addresses),
     prefix("[SUCCESS]Set TCP/IPv61 IP Address To ", raw_setting<kIpv6Address1>),
     prefix("[SUCCESS]Set TCP/IPv61 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
     prefix("[SUCCESS]Set TCP/IPv61 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),

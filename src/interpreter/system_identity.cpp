@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "interpreter/network_restart.h"
 #include "util/cipher.h"
 
 namespace interp {
@@ -49,30 +50,12 @@ std::string outlet_string(Context& ctx, const char* key) {
   return s;
 }
 
-// Stops the DHCP clients and mDNS, bounces both LAN bridges and starts the
-// WAN script again: the network comes back with the new settings.
-void restart_network(Context& ctx, const char* lan1_down, const char* lan2_down) {
-  const char* const lines[] = {
-      "killall -9 udhcpc 2>/dev/null",
-      "killall -9 odhcp6c 2>/dev/null",
-      "killall -9 mDNSResponder 2>/dev/null",
-      lan1_down,
-      lan2_down,
-      "/sbin/ifconfig br-lan1 up",
-      "/sbin/ifconfig br-lan2 up",
-      "/sbin/wan.sh &",
-  };
-  for (const char* line : lines) ctx.runner.run(line);
-}
-
-constexpr const char* kMdnsReload = "/log/www/cgi-bin/ReloadmDNSRepons.cgi restart &";
-
 // ---------------------------------------------------------------------------
 // Network apply, wait/reboot, identity
 
 int network_reboot_apply(Context& ctx, char*) {
   ctx.nvram.commit();
-  restart_network(ctx, "/sbin/ifconfig br-lan1 down", "/sbin/ifconfig br-lan2 down");
+  restart_network(ctx);
   return 0;
 }
 
@@ -389,7 +372,7 @@ int tcpip1_enable(Context& ctx, char*) {
     return 0;
   }
   ctx.nvram.set("Enabletcpip", "0");
-  restart_network(ctx, "/sbin/ifconfig br-lan1 down", "/sbin/ifconfig br-lan2 down");
+  restart_network(ctx);
   ctx.nvram.set("Enabletcpip", "0");
   return 0;
 }
