@@ -12,6 +12,7 @@
 #include <memory>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #include "board/board.h"
 #include "channels/channels.h"
@@ -54,6 +55,19 @@ void install(int signo) {
   sa.sa_flags = SA_RESTART;
   ::sigaction(signo, &sa, nullptr);
 }
+
+// The channel servers run until the daemon returns; then they are stopped
+// and joined before the objects they use go away.
+struct ServerThreads {
+  explicit ServerThreads(channels::Channels& c) : ch(c) {}
+  ~ServerThreads() {
+    ch.stop();
+    for (std::thread& t : threads)
+      if (t.joinable()) t.join();
+  }
+  channels::Channels& ch;
+  std::vector<std::thread> threads;
+};
 
 std::unique_ptr<board::Nvram> make_nvram(const Options& o, const board::Root& root) {
   if (o.host) return std::make_unique<board::HostNvram>(root);
@@ -122,8 +136,9 @@ int run_daemon(const Options& o) {
     const char* mac = util::get_macaddr(ifname);
     return std::string(mac ? mac : "");
   };
+  ServerThreads servers(ch);
   try {
-    for (std::thread& t : channels::start_descriptor_servers(ch)) t.detach();
+    for (std::thread& t : channels::start_descriptor_servers(ch)) servers.threads.push_back(std::move(t));
   } catch (const std::system_error&) {
     std::printf("Create thread error!\n");
     return 1;
@@ -134,11 +149,10 @@ int run_daemon(const Options& o) {
   unsigned long tcp_tid = 0;
   try {
     if (o.tcp_server) {
-      std::thread t = channels::start_tcp_server(ch, tcp);
-      tcp_tid = static_cast<unsigned long>(t.native_handle());
-      t.detach();
+      servers.threads.push_back(channels::start_tcp_server(ch, tcp));
+      tcp_tid = static_cast<unsigned long>(servers.threads.back().native_handle());
     }
-    if (o.websocket) channels::start_websocket_server(ch, o.ws_port).detach();
+    if (o.websocket) servers.threads.push_back(channels::start_websocket_server(ch, o.ws_port));
   } catch (const std::system_error&) {
     std::printf("Create thread error!\n");
     return 1;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "interpreter/dispatcher.h"
+#include "support/case_file.h"
 #include "support/interpreter_harness.h"
 
 namespace {
@@ -44,3 +45,5 @@ TEST(Dispatcher, PrintsTheInputAndCutsTheTelnetTag) {
 }
 
 }  // namespace
+
+TEST(Dispatcher, ChainOrderCases) { testing_support::run_case_file("interpreter/cases/dispatcher.cases"); }

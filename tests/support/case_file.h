@@ -1,0 +1,35 @@
+#pragma once
+// Interpreter cases kept as text, one block per case, blocks separated by a
+// blank line; '#' starts a comment line. Values take C escapes (\r \n \t \\)
+// and \s for a blank that must not be lost at the end of a line.
+//
+//   case: the device name goes to both stores
+//   model: ZLT8AC                  the model code (nvram ZLTMerge)
+//   nvram: firstlogin=0            nvram before the messages
+//   file: TitleLabel=Old           a settings-file line before the messages
+//   put: /user/intervalenergy: 1 0.5\n   a file under the root before
+//   mode: 4                        CheckStatusMode before
+//   capture: 0 ENC\n               a scripted reply of the runner's capture
+//   send: [SUCCESS]Set Device Name To Lab   a message (several: in order)
+//   =file: TitleLabel=Lab          the settings file after, whole, in order
+//   =nvram: TitleLabel=Lab         every nvram key that changed, with its value
+//   =run: /sbin/wan.sh &           every command run, in order
+//   =mcu: GUISTATUS\r\n            the bytes written to the MCU
+//   =sleep: 1000 2000              the sleeps requested, in order
+//   =print: text                   printed output contains text
+//   =lines: /user/ZLT.log: a line  that file's lines after, whole, in order
+//   =absent: /user/Outlet1.log     that file does not exist
+//   =mode: 0                       CheckStatusMode after
+//   =commits: 1                    nvram commits
+//
+// What a case does not list must not happen: no settings-file change, no
+// nvram change, no command, no MCU byte, no sleep, no commit.
+#include <string>
+
+namespace testing_support {
+
+// Runs every case of the file (a path under the tests directory); each
+// failure names the file, the case and the line.
+void run_case_file(const std::string& relative_path);
+
+}  // namespace testing_support
