@@ -69,6 +69,36 @@ struct ServerThreads {
   std::vector<std::thread> threads;
 };
 
+// SIGUSR1/SIGUSR2 (and in host mode SIGTERM/SIGINT) are recorded by the
+// handler and acted on by a thread of their own: netinit for the first two,
+// a clean exit that leaves no segment and no pid file for the others.
+bool start_signal_thread(board::Board& board, channels::Segments& segments, bool host) {
+  if (::pipe2(signal_pipe, O_CLOEXEC) != 0) return false;
+  install(SIGUSR1);
+  install(SIGUSR2);
+  if (host) {
+    install(SIGTERM);
+    install(SIGINT);
+  }
+  std::thread([&board, &segments] {
+    for (;;) {
+      unsigned char s;
+      ssize_t n = ::read(signal_pipe[0], &s, 1);
+      if (n < 0 && errno == EINTR) continue;
+      if (n != 1) return;
+      if (s == SIGUSR1 || s == SIGUSR2) {
+        netinit(board, s);
+        continue;
+      }
+      segments.remove();
+      board.files.remove(kPidFile);
+      std::fflush(stdout);
+      ::_exit(0);
+    }
+  }).detach();
+  return true;
+}
+
 std::unique_ptr<board::Nvram> make_nvram(const Options& o, const board::Root& root) {
   if (o.host) return std::make_unique<board::HostNvram>(root);
 #ifdef PDUD_BOARD_NVRAM
@@ -79,6 +109,10 @@ std::unique_ptr<board::Nvram> make_nvram(const Options& o, const board::Root& ro
 }
 
 }  // namespace
+
+int writeGoPid(const board::Files& files) {
+  return files.replace(kPidFile, std::to_string(::getpid())) ? 0 : -1;
+}
 
 std::string valid_port(const std::optional<std::string>& text) {
   if (!text || text->size() >= 7) return "4001";
@@ -108,7 +142,7 @@ int run_daemon(const Options& o) {
   SharedState state;
   interp::Context ctx(board, state);
 
-  // 2.-3. Start-up keys.
+  // The start-up keys.
   state.MachineType = nvram->get("MachineType");
   std::optional<std::string> tcp_port = nvram->get("TCPPORT");
   std::optional<std::string> telnet_port = nvram->get("TELNETPORT");
@@ -118,16 +152,16 @@ int run_daemon(const Options& o) {
   nvram->set("CheckWriteType", "0");
   nvram->set("SystemWaiting", "0");
 
-  // 4. The task queue and its worker.
+  // The task queue and its worker.
   ThreadPool pool(state, [&ctx](char* message) { interp::MachineCommunication_RV470(ctx, message); });
   if (!pool.start()) return 1;
 
-  // 5.-6. The command ports.
+  // The command ports; the telnet port falls back to the command port's default.
   std::string tcp = valid_port(tcp_port);
   std::string telnet = valid_port(telnet_port);
   (void)telnet;
 
-  // 7.-11. The passthrough and SSH session segments (8001 cleared) and the two
+  // The passthrough and SSH session segments (the SSH list cleared) and the two
   // descriptor-passing servers. In host mode the segments belong to this root.
   std::unique_ptr<channels::Segments> segments = channels::Segments::open(root, o.host);
   if (!segments) return 1;
@@ -158,41 +192,15 @@ int run_daemon(const Options& o) {
     return 1;
   }
 
-  // 12.
   std::printf("TID in pthread_create function: %lu.\n", tcp_tid);
   std::printf("Main process: PID: %d,TID: %lu.\n", static_cast<int>(::getpid()),
               static_cast<unsigned long>(::pthread_self()));
 
-  // 13.
-  if (!files.replace(kPidFile, std::to_string(::getpid()))) return 255;
+  if (writeGoPid(files) != 0) return 255;
 
-  // 14. Signals: recorded by the handler, handled on the signal thread.
-  if (::pipe2(signal_pipe, O_CLOEXEC) != 0) return 1;
-  install(SIGUSR1);
-  install(SIGUSR2);
-  if (o.host) {
-    install(SIGTERM);
-    install(SIGINT);
-  }
-  std::thread([&] {
-    for (;;) {
-      unsigned char s;
-      ssize_t n = ::read(signal_pipe[0], &s, 1);
-      if (n < 0 && errno == EINTR) continue;
-      if (n != 1) return;
-      if (s == SIGUSR1 || s == SIGUSR2) {
-        netinit(board, s);
-        continue;
-      }
-      // Host mode: leave nothing behind.
-      segments->remove();
-      files.remove(kPidFile);
-      std::fflush(stdout);
-      ::_exit(0);
-    }
-  }).detach();
+  if (!start_signal_thread(board, *segments, o.host)) return 1;
 
-  // 15. The MCU line.
+  // The MCU line; the reader runs on this thread for the life of the process.
   int fd = open_port(o.serial, "ttyS0", stdout);
   if (fd < 0) {
     std::perror("open_port error");

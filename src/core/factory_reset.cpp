@@ -37,7 +37,7 @@ void factory_reset(board::Board& b) {
   std::string model = b.nvram.get_direct("ZLTMerge").value_or("");
   if (model.empty()) model = b.nvram.get_direct("ZLTMerge").value_or("");
 
-  // 1. Stop the services that use the settings.
+  // Stop the services that use the settings.
   killall(b, {"MqttSchedule.cgi", "DateTimeSchedule.cgi", "modbustcp.cgi", "startup"});
   b.clock.sleep_s(1);
   killall(b, {"system-monitor.sh", "outletWatchdog.cgi", "dropbear-gui", "nubis.cgi"});
@@ -53,14 +53,14 @@ void factory_reset(board::Board& b) {
   b.runner.run("ifdown lan2");
   b.clock.sleep_s(1);
 
-  // 2. The user's files.
+  // The user's files.
   remove_matching(b, "/user", "argument");
   for (const char* f : {"/user/intervalenergy", "/user/lastsendtime", "/user/nextreport",
                         "/user/newpassword.text", "/user/login_lock", "/user/loginpw_lock"})
     b.files.remove(f);
   b.clock.sleep_s(1);
 
-  // 3. The factory copies.
+  // The factory copies.
   b.files.copy("/etc_ro/argument.text", "/user");
   b.clock.sleep_s(1);
   b.files.copy("/etc_ro/imglogo", "/user");
@@ -71,12 +71,12 @@ void factory_reset(board::Board& b) {
   b.files.copy("/usr/local/server.pem", "/user/local/");
   b.clock.sleep_s(1);
 
-  // 4. Empty MQTT settings.
+  // Empty MQTT settings.
   for (const char* f : {"/user/mqttClientID", "/user/mqttClientcontrolID", "/user/mqttClientfeedbackID",
                         "/user/mqttTopic", "/user/mqttcontrol", "/user/mqttfeed"})
     echo_into(b, f, "");
 
-  // 5. Empty schedules.
+  // Empty schedules.
   const std::string on = "00:00;00:00;00:00;00:00;00:00;00:00;00:00;00:00";
   const std::string off = "24:00;24:00;24:00;24:00;24:00;24:00;24:00;24:00";
   for (const char* prefix : {"/user/", "/user/All"}) {
@@ -85,7 +85,7 @@ void factory_reset(board::Board& b) {
   }
   b.clock.sleep_s(1);
 
-  // 6. Factory logs; the account files' backups go.
+  // Factory logs; the account files' backups go.
   b.files.copy("/etc_ro/ZLT.log", "/user");
   for (int k = 1; k <= 8; ++k) {
     std::string log = "/etc_ro/Outlet" + std::to_string(k) + ".log";
@@ -94,7 +94,7 @@ void factory_reset(board::Board& b) {
   for (const char* name : {"passwd", "shadow", "group", "gshadow"})
     for (const char* suffix : {"+", "-"}) b.files.remove(std::string("/etc/") + name + suffix);
 
-  // 7.-9. The model code becomes host name and title.
+  // The model code becomes host name and title.
   b.nvram.set("wan_dhcp_hn", model);
   b.clock.sleep_s(1);
   b.settings.set("ZLTMerge", model);
@@ -111,7 +111,7 @@ void factory_reset(board::Board& b) {
   b.nvram.set("ZLTMerge", model);
   b.nvram.set("watchdogclear", "1");
 
-  // 10. The board's own restore, which reboots.
+  // The board's own restore, which reboots.
   b.runner.run("ralink_init clear 2860");
   b.clock.sleep_s(2);
   b.runner.run("system_recover_factory");
