@@ -1,3 +1,4 @@
+#include "support/board_process.h"
 #include "support/channels_harness.h"
 
 #include <arpa/inet.h>
@@ -167,10 +168,14 @@ Child::Child(const std::vector<std::string>& argv) {
   posix_spawnattr_init(&attr);
   posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
   posix_spawnattr_setpgroup(&attr, 0);
+  // A built program of a cross-build runs behind the test emulator.
+  std::vector<std::string> full;
+  if (argv[0].rfind(PDUD_BINARY_DIR, 0) == 0) full = emulator_prefix();
+  full.insert(full.end(), argv.begin(), argv.end());
   std::vector<char*> args;
-  for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  for (const auto& a : full) args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);
-  if (posix_spawn(&pid_, args[0], &actions, &attr, args.data(), environ) != 0) pid_ = -1;
+  if (posix_spawnp(&pid_, args[0], &actions, &attr, args.data(), environ) != 0) pid_ = -1;
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attr);
   ::close(pipe_fds[1]);
