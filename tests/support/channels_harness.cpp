@@ -1,4 +1,3 @@
-#include "support/board_process.h"
 #include "support/channels_harness.h"
 
 #include <arpa/inet.h>
@@ -13,12 +12,13 @@
 
 #include <cerrno>
 
+#include "support/board_process.h"
+
 extern char** environ;
 
 namespace testing_support {
 
 using Clock = std::chrono::steady_clock;
-
 
 namespace {
 // Milliseconds left until end, at least 0.
