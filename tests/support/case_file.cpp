@@ -38,6 +38,12 @@ std::pair<std::string, std::string> split(const std::string& s, const std::strin
   return {s.substr(0, at), s.substr(at + sep.size())};
 }
 
+// File-wide "strict:" words (see case_file.h).
+struct Strict {
+  bool sets = false;
+  bool print = false;
+};
+
 struct Case {
   std::string name;
   int line = 0;
@@ -45,7 +51,7 @@ struct Case {
   std::vector<std::pair<std::string, std::string>> expect;  // "=key", value
 };
 
-std::vector<Case> parse(const std::string& path) {
+std::vector<Case> parse(const std::string& path, Strict& strict) {
   std::ifstream in(path);
   if (!in) ADD_FAILURE() << "cannot read " << path;
   std::vector<Case> cases;
@@ -64,6 +70,15 @@ std::vector<Case> parse(const std::string& path) {
     if (raw[0] == '#') continue;
     auto [key, value] = split(raw, ": ");
     if (key == raw && raw.back() == ':') key = raw.substr(0, raw.size() - 1);  // "send:" with no value
+    if (key == "strict") {
+      std::istringstream words(value);
+      for (std::string w; words >> w;) {
+        if (w == "sets") strict.sets = true;
+        else if (w == "print") strict.print = true;
+        else ADD_FAILURE() << path << ":" << n << ": unknown strict word '" << w << "'";
+      }
+      continue;
+    }
     if (cur.line == 0) cur.line = n;
     if (key == "case")
       cur.name = value;
@@ -76,7 +91,17 @@ std::vector<Case> parse(const std::string& path) {
   return cases;
 }
 
-void run_case(const Case& c, const std::string& file) {
+// The printed output without the dispatcher's echo of each input line.
+std::string without_input_lines(std::string printed) {
+  const std::string echo = "\n**RV470_InputData=";
+  for (size_t at; (at = printed.find(echo)) != std::string::npos;) {
+    size_t end = printed.find('\n', at + echo.size());
+    printed.erase(at, end == std::string::npos ? std::string::npos : end + 1 - at);
+  }
+  return printed;
+}
+
+void run_case(const Case& c, const std::string& file, const Strict& strict) {
   SCOPED_TRACE(file + ":" + std::to_string(c.line) + ": " + c.name);
   InterpreterHarness h;
   std::vector<std::string> initial_file;
@@ -114,8 +139,9 @@ void run_case(const Case& c, const std::string& file) {
 
   std::vector<std::string> want_file = initial_file, want_run;
   std::map<std::string, std::string> want_nvram;
+  std::vector<std::string> want_set_keys;
   std::map<std::string, std::vector<std::string>> want_lines;
-  std::string want_mcu;
+  std::string want_mcu, want_printed;
   std::vector<long> want_sleeps;
   int want_commits = 0;
   bool file_listed = false;
@@ -127,7 +153,9 @@ void run_case(const Case& c, const std::string& file) {
       if (raw != "(none)") want_file.push_back(value);
     } else if (key == "=nvram") {
       auto [k, v] = split(raw, "=");
-      want_nvram[k] = unescape(v);
+      want_set_keys.push_back(k);
+      auto it = before.find(k);
+      if (!strict.sets || it == before.end() || it->second != unescape(v)) want_nvram[k] = unescape(v);
     } else if (key == "=run") {
       want_run.push_back(value);
     } else if (key == "=mcu") {
@@ -135,6 +163,8 @@ void run_case(const Case& c, const std::string& file) {
     } else if (key == "=sleep") {
       std::istringstream words(raw);
       for (long ms; words >> ms;) want_sleeps.push_back(ms);
+    } else if (key == "=print" && strict.print) {
+      want_printed += value + "\n";
     } else if (key == "=print") {
       EXPECT_NE(printed.find(value), std::string::npos) << "printed:\n" << printed;
     } else if (key == "=lines") {
@@ -159,6 +189,12 @@ void run_case(const Case& c, const std::string& file) {
     if (it == before.end() || it->second != v) changed[k] = v;
   }
   EXPECT_EQ(changed, want_nvram) << "nvram changes";
+  if (strict.sets) {
+    EXPECT_EQ(h.nvram.set_order, want_set_keys) << "nvram sets";
+  }
+  if (strict.print) {
+    EXPECT_EQ(without_input_lines(printed), want_printed) << "printed";
+  }
   EXPECT_EQ(h.runner.lines, want_run) << "commands";
   EXPECT_EQ(h.mcu.bytes, want_mcu) << "MCU bytes";
   EXPECT_EQ(h.clock.sleeps, want_sleeps) << "sleeps";
@@ -170,9 +206,10 @@ void run_case(const Case& c, const std::string& file) {
 
 void run_case_file(const std::string& relative_path) {
   const std::string path = std::string(PDUD_TEST_DATA) + "/" + relative_path;
-  std::vector<Case> cases = parse(path);
+  Strict strict;
+  std::vector<Case> cases = parse(path, strict);
   EXPECT_FALSE(cases.empty()) << path << " holds no case";
-  for (const Case& c : cases) run_case(c, relative_path);
+  for (const Case& c : cases) run_case(c, relative_path, strict);
 }
 
 }  // namespace testing_support
