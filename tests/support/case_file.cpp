@@ -49,6 +49,7 @@ struct Case {
   int line = 0;
   std::vector<std::pair<std::string, std::string>> given;   // key, value in file order
   std::vector<std::pair<std::string, std::string>> expect;  // "=key", value
+  bool every = false;                                       // an "every case:" block
 };
 
 std::vector<Case> parse(const std::string& path, Strict& strict) {
@@ -56,9 +57,16 @@ std::vector<Case> parse(const std::string& path, Strict& strict) {
   if (!in) ADD_FAILURE() << "cannot read " << path;
   std::vector<Case> cases;
   Case cur;
+  std::vector<std::pair<std::string, std::string>> every;  // given before each later case
   int n = 0;
   auto flush = [&] {
-    if (!cur.given.empty() || !cur.expect.empty()) cases.push_back(cur);
+    if (cur.every) {
+      if (!cur.expect.empty()) ADD_FAILURE() << path << ":" << cur.line << ": expectations in 'every case:'";
+      every = cur.given;
+    } else if (!cur.given.empty() || !cur.expect.empty()) {
+      cur.given.insert(cur.given.begin(), every.begin(), every.end());
+      cases.push_back(cur);
+    }
     cur = Case{};
   };
   for (std::string raw; std::getline(in, raw);) {
@@ -82,6 +90,8 @@ std::vector<Case> parse(const std::string& path, Strict& strict) {
     if (cur.line == 0) cur.line = n;
     if (key == "case")
       cur.name = value;
+    else if (key == "every case")
+      cur.every = true;
     else if (key[0] == '=')
       cur.expect.emplace_back(key, value);
     else

@@ -22,6 +22,10 @@
 //   =mode: 0                       CheckStatusMode after
 //   =commits: 1                    nvram commits
 //
+// A block that starts with the line "every case:" holds givens (model, nvram,
+// file, put, mode, capture, send) put before those of every later case of the
+// file.
+//
 // What a case does not list must not happen: no settings-file change, no
 // nvram change, no command, no MCU byte, no sleep, no commit.
 //
