@@ -198,6 +198,8 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
     auto it = before.find(k);
     if (it == before.end() || it->second != v) changed[k] = v;
   }
+  for (const auto& [k, v] : before)
+    if (!h.nvram.values.count(k)) changed[k] = "<deleted>";
   EXPECT_EQ(changed, want_nvram) << "nvram changes";
   if (strict.sets) {
     EXPECT_EQ(h.nvram.set_order, want_set_keys) << "nvram sets";
