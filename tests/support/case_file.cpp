@@ -129,6 +129,13 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
       h.scratch.write(path, unescape(contents));
     } else if (key == "mode") {
       h.state.CheckStatusMode = static_cast<uint32_t>(std::stoul(value));
+    } else if (key == "query") {
+      std::istringstream words(value);
+      int32_t command = 0, first_number = 0, first_or_second = 0;
+      words >> command >> first_number >> first_or_second;
+      h.state._readGetCommand = command;
+      h.state._readGetCommandFirstNumber = first_number;
+      h.state._readGetCommandFirstOrSecond = first_or_second;
     } else if (key == "capture") {
       auto [status, output] = split(value, " ");
       h.runner.captures.push_back(board::Capture{std::stoi(status), unescape(output)});
@@ -185,6 +192,12 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
       EXPECT_FALSE(h.scratch.exists(raw)) << raw;
     } else if (key == "=mode") {
       EXPECT_EQ(h.state.CheckStatusMode.load(), std::stoul(raw)) << "CheckStatusMode";
+    } else if (key == "=query") {
+      EXPECT_EQ(std::to_string(h.state._readGetCommand.load()) + " " +
+                    std::to_string(h.state._readGetCommandFirstNumber.load()) + " " +
+                    std::to_string(h.state._readGetCommandFirstOrSecond.load()),
+                raw)
+          << "query state";
     } else if (key == "=commits") {
       want_commits = std::stoi(raw);
     } else {

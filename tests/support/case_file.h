@@ -9,6 +9,7 @@
 //   file: TitleLabel=Old           a settings-file line before the messages
 //   put: /user/intervalenergy: 1 0.5\n   a file under the root before
 //   mode: 4                        CheckStatusMode before
+//   query: 5 6 7                   _readGetCommand, ...FirstNumber, ...FirstOrSecond before
 //   capture: 0 ENC\n               a scripted reply of the runner's capture
 //   send: [SUCCESS]Set Device Name To Lab   a message (several: in order)
 //   =file: TitleLabel=Lab          the settings file after, whole, in order
@@ -20,6 +21,7 @@
 //   =lines: /user/ZLT.log: a line  that file's lines after, whole, in order
 //   =absent: /user/Outlet1.log     that file does not exist
 //   =mode: 0                       CheckStatusMode after
+//   =query: 0 0 0                  the three query-state values after
 //   =commits: 1                    nvram commits
 //
 // A block that starts with the line "every case:" holds givens (model, nvram,
