@@ -20,6 +20,12 @@ using testing_support::Listener;
 using testing_support::program;
 using testing_support::wait_until;
 
+size_t count(const std::string& text, const std::string& what) {
+  size_t n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  return n;
+}
+
 class FdPassingTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -27,9 +33,10 @@ class FdPassingTest : public ::testing::Test {
     h.nvram.values["Telnetradio"] = "0000";
     auto servers = channels::start_descriptor_servers(*h.ch);
     for (auto& t : servers) h.run(std::move(t));
-    ASSERT_TRUE(wait_until([&] {
-      return h.scratch.exists(channels::file_server_socket) && h.scratch.exists(channels::file_server_socket8000);
-    }));
+    // The socket file appears at bind; each server says when it listens.
+    ASSERT_TRUE(wait_until([&] { return count(h.printed(), "server: accept client!\n") == 2; }));
+    ASSERT_TRUE(h.scratch.exists(channels::file_server_socket));
+    ASSERT_TRUE(h.scratch.exists(channels::file_server_socket8000));
   }
 
   // Runs the peer; true when it reports the hand-over.
@@ -150,11 +157,7 @@ TEST_F(FdPassingTest, HandOverWithoutDescriptorIsClosedAndReported) {
     EXPECT_EQ(read_some(u), "<closed>");
     ::close(u);
   }
-  EXPECT_TRUE(wait_until([&] {
-    std::string out = h.printed();
-    size_t first = out.find("No control message header found\n");
-    return first != std::string::npos && out.find("No control message header found\n", first + 1) != std::string::npos;
-  }));
+  EXPECT_TRUE(wait_until([&] { return count(h.printed(), "No control message header found\n") == 2; }));
 }
 
 }  // namespace

@@ -81,6 +81,8 @@ TEST_F(TcpServerTest, BytesGoUnchangedToTheMcuAndTheReplyToTheLastSpeaker) {
 
   ASSERT_TRUE(b->send("raw\rbytes\n\x01"));
   ASSERT_TRUE(h.mcu.wait_for("raw\rbytes\n\x01"));
+  // The server names the speaker right after its bytes went to the line.
+  ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClientNum.load() == 1; }));
   h.output->to_tcp_client("Second.", 7);
   EXPECT_TRUE(b->wait_for("Second."));
   EXPECT_EQ(a->received, kPrompt + "Outlet1 On.");
