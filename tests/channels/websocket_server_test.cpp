@@ -127,8 +127,11 @@ TEST_F(WebSocketTest, EchoAndFeatureFlags) {
     SCOPED_TRACE(c.message);
     ASSERT_TRUE(g->send_frame(c.message));
     EXPECT_EQ(g->next(), c.message);
-    EXPECT_EQ(h.state._checkWebSocketReflesh.load(), c.reflesh);
-    EXPECT_EQ(h.state._checkWebSocketCableLinkQuality.load(), c.cable);
+    // The echo goes out before the server acts on the message.
+    EXPECT_TRUE(wait_until([&] {
+      return h.state._checkWebSocketReflesh.load() == c.reflesh &&
+             h.state._checkWebSocketCableLinkQuality.load() == c.cable;
+    })) << h.state._checkWebSocketReflesh.load() << " " << h.state._checkWebSocketCableLinkQuality.load();
   }
   // A close frame ends the connection and the features.
   h.state._checkWebSocketCableLinkQuality.store(1);
