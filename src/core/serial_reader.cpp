@@ -87,8 +87,6 @@ void SerialReader::flush_by_silence() {
   reset();
 }
 
-bool SerialReader::forward_filtered(const char* message) const { return is_forward_filtered(message); }
-
 void SerialReader::end_by_crlf() {
   char* msg = buf_.data();
   if (state_._checkWebSocketReflesh.load() == 0) {
@@ -107,7 +105,7 @@ void SerialReader::end_by_crlf() {
   }
   if (std::strstr(msg, "GUI Get Tip Messages End")) board_.nvram.set("Tipmessage", "1");
 
-  bool pass = !forward_filtered(msg);
+  bool pass = !is_forward_filtered(msg);
   const char* mqtt = std::strstr(msg, kMqttMarker);
   if (pass && board_.nvram.get("EnableTelnet") == std::optional<std::string>("0")) {
     if (mqtt)

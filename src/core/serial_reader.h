@@ -42,7 +42,6 @@ class SerialReader {
   void end_by_crlf();
   void flush_by_silence();
   void queue_copy(const char* text);
-  bool forward_filtered(const char* message) const;
 
   board::Board& board_;
   SharedState& state_;

@@ -38,8 +38,7 @@ int ThreadPool::add(Message& message) {
     message.reset();
     return 0;
   }
-  entries_[tail_].message = std::move(message);
-  entries_[tail_].seq = next_seq_++;
+  entries_[tail_] = std::move(message);
   tail_ = (tail_ + 1) % capacity_;
   ++count_;
   not_empty_.notify_one();
@@ -57,23 +56,21 @@ void ThreadPool::drain() {
   idle_.wait(hold, [this] { return count_ == 0 && !busy_; });
 }
 
-// Waiting entries are kept in sequence order from head, so the k oldest are
-// the first k from head; the survivors move to the front of the ring.
+// Waiting entries are kept oldest first from head, so the k oldest are the
+// first k from head; the survivors move to the front of the ring.
 int ThreadPool::remove_half_tasks() {
   if (count_ == 0) return 0;
   int k = count_ / 2;
   if (k < 1) k = 1;
   std::fprintf(out_, "队列已满，开始移除 %d 个任务（当前大小: %d）\n", k, count_);
-  std::vector<QueueEntry> fresh(capacity_);
+  std::vector<Message> fresh(capacity_);
   int kept = 0;
   for (int i = 0; i < count_; ++i) {
-    QueueEntry& e = entries_[(head_ + i) % capacity_];
-    if (i < k) {
-      e.message.reset();
-      e.seq = 0;
-    } else {
+    Message& e = entries_[(head_ + i) % capacity_];
+    if (i < k)
+      e.reset();
+    else
       fresh[kept++] = std::move(e);
-    }
   }
   entries_.swap(fresh);
   head_ = 0;
@@ -94,12 +91,10 @@ void ThreadPool::worker_thread() {
         idle_.notify_all();
         return;
       }
-      message = std::move(entries_[head_].message);
-      entries_[head_].seq = 0;
+      message = std::move(entries_[head_]);
       head_ = (head_ + 1) % capacity_;
       --count_;
       busy_ = true;
-      not_full_.notify_one();
     }
     if (message[0] != '\0') interpret_(message.get());
     message.reset();

@@ -3,7 +3,6 @@
 // messages. When it is full, the oldest half of the waiting messages is
 // dropped, so the unit follows what the MCU says now rather than a backlog.
 #include <condition_variable>
-#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -20,11 +19,6 @@ inline constexpr size_t kMessageSize = 4500;
 
 using Message = std::unique_ptr<char[]>;
 Message new_message();  // 4500 zeroed bytes
-
-struct QueueEntry {
-  Message message;
-  uint64_t seq = 0;
-};
 
 class ThreadPool {
  public:
@@ -49,7 +43,7 @@ class ThreadPool {
   std::function<void(char*)> interpret_;
   std::FILE* out_;
   std::thread worker_;
-  std::vector<QueueEntry> entries_;
+  std::vector<Message> entries_;  // a ring from head_, oldest first
   int count_ = 0;
   int capacity_;
   int head_ = 0;
@@ -57,10 +51,8 @@ class ThreadPool {
   bool busy_ = false;
   std::mutex lock_;
   std::condition_variable not_empty_;
-  std::condition_variable not_full_;
   std::condition_variable idle_;
   bool shutdown_ = false;
-  uint64_t next_seq_ = 0;
 };
 
 // The unit's names for the queue operations.
