@@ -1,8 +1,10 @@
 #include "channels/forwarding.h"
 
+#include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -74,19 +76,21 @@ void ChannelOutput::telnet_send(int slot, const char* data, size_t n) {
 
 void ChannelOutput::to_ssh_sessions(const char* message, size_t n) {
   SshSegment* list = ch_.segments._ssh;
+  if (load(list->count) <= 0) return;
+  if (ch_.board.nvram.get("sshPushMsg") != std::optional<std::string>("1")) return;
+  // An MQTT line goes from its marker on; any other line as a copy with CR
+  // LF turned into CR, sent at the message's own length (NULs past the
+  // shorter copy's end).
+  const char* mqtt = std::strstr(message, kMqttMarker);
+  std::string copy = replace_crlf_with_cr(message);
+  if (copy.empty()) return;
+  copy.resize(std::max(copy.size(), n), '\0');
   for (int i = 0; i < kSshEntries && i < load(list->count); ++i) {
     if (list->entry[i][0] == '\0') continue;
-    if (ch_.board.nvram.get("sshPushMsg") != std::optional<std::string>("1")) continue;
-    std::string copy = replace_crlf_with_cr(message);
-    if (copy.empty()) continue;
-    if (const char* mqtt = std::strstr(message, kMqttMarker)) {
+    if (mqtt)
       ssh_send(i, mqtt, std::strlen(mqtt));
-    } else {
-      // The message's own length goes with the shorter copy; the bytes past
-      // the copy's end are NUL.
-      copy.resize(std::max(copy.size(), n), '\0');
+    else
       ssh_send(i, copy.data(), n);
-    }
   }
 }
 
@@ -102,15 +106,8 @@ int ChannelOutput::ssh_connect(int slot) {
   a.sun_family = AF_UNIX;
   std::strncpy(a.sun_path, path.c_str(), sizeof a.sun_path - 1);
   if (path.size() < sizeof a.sun_path &&
-      ::connect(ssh_fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0) {
-    ssh_iov = {ssh_data, sizeof ssh_data};
-    socket_msg_ssh = msghdr{};
-    socket_msg_ssh.msg_iov = &ssh_iov;
-    socket_msg_ssh.msg_iovlen = 1;
-    socket_msg_ssh.msg_control = cmsg_ssh;
-    socket_msg_ssh.msg_controllen = 16;
+      ::connect(ssh_fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0)
     return 0;
-  }
   int err = errno;
   // The session is gone: drop its entry, the later ones move up.
   int count = std::min(load(list->count), static_cast<int32_t>(kSshEntries));
@@ -131,7 +128,6 @@ int ChannelOutput::ssh_connect(int slot) {
 
 int ChannelOutput::ssh_send(int slot, const char* data, size_t n) {
   ssh_connect(slot);
-  std::memcpy(cmsg_ssh, data, std::min(n, sizeof cmsg_ssh));
   if (ssh_fd >= 0) ::send(ssh_fd, data, n, MSG_NOSIGNAL);
   int r = ::close(ssh_fd);
   ssh_fd = -1;

@@ -2,8 +2,6 @@
 // MCU output to the remote console users and the command clients: the
 // channels' side of core::McuOutput. The reader decides which lines go; this
 // side knows the sessions.
-#include <sys/socket.h>
-
 #include <cstddef>
 #include <string>
 
@@ -11,8 +9,6 @@
 #include "core/mcu_output.h"
 
 namespace channels {
-
-inline constexpr size_t kLineMax = 4500;  // an MCU line never exceeds the reader's buffer
 
 // Removes every "  telnet23" from text in place.
 void remove_telnet23_manual(char* text);
@@ -45,12 +41,6 @@ class ChannelOutput : public core::McuOutput {
  private:
   Channels& ch_;
   int ssh_fd = -1;
-  // Prepared for every connection, as the session processes expect; sends go
-  // through plain send().
-  msghdr socket_msg_ssh{};
-  iovec ssh_iov{};
-  char ssh_data[412] = {};
-  char cmsg_ssh[kLineMax] = {};
 };
 
 }  // namespace channels
