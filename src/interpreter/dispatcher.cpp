@@ -21,7 +21,7 @@ namespace {
 // The recogniser chain, tried top to bottom; the first match decides. A
 // message that nothing takes is a row of the status dump.
 struct ChainRow {
-  int order;
+  int order;  // the row's place in the chain, as it is read
   Row (*recognisers)();
 };
 

@@ -26,16 +26,6 @@ void nvram_then_file(Context& ctx, const char* key, const char* value) {
   ctx.settings.set(key, value);
 }
 
-// ---- model --------------------------------------------------------------
-
-// Outlets of the model code, by containment in this order; DC units count 0.
-int outlet_count(const std::string& model) {
-  if (model.find("ZLT8AC") != std::string::npos) return 8;
-  if (model.find("ZLT4AC") != std::string::npos) return 4;
-  if (model.find("ZLT2AC") != std::string::npos) return 2;
-  return 0;
-}
-
 // n copies of text joined by ':', at most 255 characters.
 std::string joined(const std::string& text, int n) {
   std::string list;
@@ -45,6 +35,21 @@ std::string joined(const std::string& text, int n) {
   }
   return list.substr(0, kListLimit);
 }
+
+}  // namespace
+
+// ---- model --------------------------------------------------------------
+
+int outlet_count(const std::string& model) {
+  if (model.find("ZLT8AC") != std::string::npos) return 8;
+  if (model.find("ZLT4AC") != std::string::npos) return 4;
+  if (model.find("ZLT2AC") != std::string::npos) return 2;
+  return 0;
+}
+
+std::string default_ocdt(const std::string& model) { return joined("0", outlet_count(model)); }
+
+namespace {
 
 // ---- OCDT ---------------------------------------------------------------
 
@@ -74,7 +79,7 @@ void outlet_ocdt(Context& ctx, const char* after_prefix) {
   int n = outlet_count(model);
   auto stored = ctx.nvram.get("OCDT");
   if (!stored && n == 0) return;
-  std::string list = stored ? *stored : joined("0", n);
+  std::string list = stored ? *stored : default_ocdt(model);
   if (list.empty()) return;
 
   // Split as strtok does: empty fields between adjacent ':' are skipped.

@@ -1,5 +1,7 @@
 #pragma once
 // Outlet setting confirmations: thresholds, delays, initial states, OCDT, voltages, runtime, safe mode.
+#include <string>
+
 #include "interpreter/recogniser.h"
 
 namespace interp {
@@ -16,5 +18,10 @@ Row safe_mode_messages();
 // The delay code of an over-current delay text: "No Delay" is 0; "100ms" to
 // "500ms" are 1 to 5; anything else is 0.
 int map_delay_to_value(const char* text);
+
+// Outlets of the model code, by containment in this order; DC units count 0.
+int outlet_count(const std::string& model);
+// The OCDT list of the model with every outlet's delay code at 0.
+std::string default_ocdt(const std::string& model);
 
 }  // namespace interp

@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "interpreter/dispatcher.h"
+#include "interpreter/outlet_settings.h"
+#include "interpreter/status/outlet_string.h"
 
 // A client or the GUI asks the MCU for a value ("Get..."); the MCU answers with
 // "<" and the question's name followed by the value. The raw line already went
@@ -119,8 +121,7 @@ int store_outlet_mode(Context& ctx, const QueryReply& r, char* rest) {
   for (const auto& [word, code] : kModes) {
     if (!std::strstr(text, word)) continue;
     size_t n = static_cast<size_t>(outlet_digit(rest));
-    std::string value = ctx.nvram.get_or(r.key, "111111111");
-    if (value.size() < n) value.resize(n, '1');
+    std::string value = outlet_string(ctx, r.key, "111111111", n - 1);
     value[n - 1] = code;
     ctx.nvram.set(r.key, value);
     return 0;
@@ -140,13 +141,6 @@ bool read_int(const char*& p, int& out) {
   return true;
 }
 
-// The list of one delay code per outlet when nvram has none, by model.
-const char* default_ocdt(const std::string& model) {
-  if (str_Endpoint(model.c_str(), "ZLT8AC")) return "0:0:0:0:0:0:0:0";  // also ZLT8ACV
-  if (str_Endpoint(model.c_str(), "ZLT4AC")) return "0:0:0:0";
-  if (str_Endpoint(model.c_str(), "ZLT2AC")) return "0:0";
-  return nullptr;
-}
 
 // Outlet overcurrent delay: " <n> <ms>ms"; field n of `OCDT` becomes the
 // delay's code, 0 to 5 for 0 to 500 ms in steps of 100.
@@ -162,8 +156,8 @@ int store_outlet_current_delay(Context& ctx, const QueryReply& r, char* rest) {
   std::string value;
   if (current) {
     value = *current;
-  } else if (const char* fallback = default_ocdt(ctx.model())) {
-    value = fallback;
+  } else if (outlet_count(ctx.model()) > 0) {
+    value = default_ocdt(ctx.model());
   } else {
     return 0;
   }
@@ -176,10 +170,8 @@ int store_outlet_current_delay(Context& ctx, const QueryReply& r, char* rest) {
 
 // "0" when outlets shut down on abnormal voltage, "1" when they retry.
 int store_volt_monitor_mode(Context& ctx, const QueryReply& r, char* rest) {
-  const char* mode = "0";
-  if (std::strstr(rest, "All_Outlets_Shutdown")) mode = "0";
-  else if (std::strstr(rest, "Auto_Retry")) mode = "1";
-  ctx.nvram.set(r.key, mode);
+  bool retry = !std::strstr(rest, "All_Outlets_Shutdown") && std::strstr(rest, "Auto_Retry");
+  ctx.nvram.set(r.key, retry ? "1" : "0");
   return 0;
 }
 

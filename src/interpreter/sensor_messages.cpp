@@ -4,6 +4,7 @@
 #include <string>
 
 #include "interpreter/dispatcher.h"
+#include "interpreter/status/outlet_string.h"
 
 namespace interp {
 
@@ -66,8 +67,7 @@ bool begins_with(const char* text, const char* word) {
 
 template <const char* Key>
 int file_then_nvram(Context& ctx, char* rest) {
-  ctx.settings.set(Key, rest);
-  ctx.nvram.set(Key, rest);
+  ctx.store(Key, rest);
   return 0;
 }
 
@@ -90,9 +90,7 @@ int sensor2_min_value(Context& ctx, char* rest) {
 
 template <const char* Key>
 int sensor_power(Context& ctx, char* rest) {
-  const char* digit = begins_with(rest, "ON") ? "1" : "0";
-  ctx.settings.set(Key, digit);
-  ctx.nvram.set(Key, digit);
+  ctx.store(Key, begins_with(rest, "ON") ? "1" : "0");
   return 0;
 }
 
@@ -143,11 +141,7 @@ int sensor_unit(Context& ctx, char* rest) {
 // --- beeper ------------------------------------------------------------------
 
 // The check flags hold four characters; the fourth is the beeper switch.
-std::string check_flags(Context& ctx, const char* key) {
-  std::string flags = ctx.nvram.get_or(key, "0000");
-  if (flags.size() < 4) flags.append(4 - flags.size(), '0');
-  return flags;
-}
+std::string check_flags(Context& ctx, const char* key) { return outlet_string(ctx, key, "0000", 3); }
 
 // Sensor 1 stores its flags always; sensor 2 only when the word was known.
 // Both write the settings-file line from sensor 1's flags, so the file's
@@ -164,7 +158,7 @@ int sensor_beeper(Context& ctx, char* rest) {
   else
     known = false;
   if (sensor1 || known) ctx.nvram.set(Key, flags);
-  ctx.settings.set(Key, check_flags(ctx, kSensor1check));
+  ctx.settings.set(Key, sensor1 ? flags : check_flags(ctx, kSensor1check));
   return 0;
 }
 

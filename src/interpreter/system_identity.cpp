@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "interpreter/network_restart.h"
+#include "interpreter/status/outlet_string.h"
 #include "util/cipher.h"
 
 namespace interp {
@@ -40,14 +41,6 @@ int leading_int(const char* text) {
   if (value > INT_MAX) return INT_MAX;
   if (value < INT_MIN) return INT_MIN;
   return static_cast<int>(value);
-}
-
-// A one-character outlet string read from nvram, at least 8 characters long
-// so that every port 1..8 has its place (padded with '0').
-std::string outlet_string(Context& ctx, const char* key) {
-  std::string s = ctx.nvram.get_or(key, "00000000");
-  if (s.size() < 8) s.resize(8, '0');
-  return s;
 }
 
 // ---------------------------------------------------------------------------
@@ -282,8 +275,9 @@ int usb_port(Context& ctx, char* rest) {
   }
   if (port == 0) return 0;
   bool on = text.size() > 2 && contains(text.substr(2), "ON");
-  std::string usb = outlet_string(ctx, "Outletusb");
-  std::string action = outlet_string(ctx, "Outletusbaction");
+  // Every port 1..8 has its place.
+  std::string usb = outlet_string(ctx, "Outletusb", "00000000", 7);
+  std::string action = outlet_string(ctx, "Outletusbaction", "00000000", 7);
   usb[port - 1] = on ? '1' : '0';
   if (on) action[port - 1] = '0';
   ctx.nvram.set("Ousb" + std::to_string(port), on ? "1" : "0");
@@ -309,10 +303,8 @@ int fw_version(Context& ctx, char*) {
   if (std::strstr(ctx.message, "Web Version")) return 0;
   const char* version = std::strstr(ctx.message, "Version: V");
   if (!version) return 0;
-  std::string_view text(version + std::strlen("Version: "));
-  // The passthrough tag the MCU may echo back is not part of the version.
-  text = text.substr(0, text.find("  telnet23"));
-  ctx.nvram.set("HwVersion", text);
+  // The passthrough tag the MCU may echo back is already cut from the message.
+  ctx.nvram.set("HwVersion", version + std::strlen("Version: "));
   return 0;
 }
 
