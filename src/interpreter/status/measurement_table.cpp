@@ -29,8 +29,8 @@ int measured_outlets(Layout layout) {
 }  // namespace
 
 // Live values, stored as the MCU wrote them (units included), nvram only.
-int parse_measurement_row(Context& ctx, const char* row) {
-  const int outlets = measured_outlets(model_layout(ctx));
+int parse_measurement_row(Context& ctx, Layout layout, const char* row) {
+  const int outlets = measured_outlets(layout);
   if (outlets == 0) return 0;  // no layout: the table stays armed
   int id = 0;
   for_each_column(row, 7, [&](int column, const char* token) {

@@ -1,9 +1,10 @@
 #pragma once
 // The measurement table of the status dump: live values, nvram only.
 #include "interpreter/context.h"
+#include "interpreter/status/model_layout.h"
 
 namespace interp {
 
-int parse_measurement_row(Context& ctx, const char* row);
+int parse_measurement_row(Context& ctx, Layout layout, const char* row);
 
 }  // namespace interp

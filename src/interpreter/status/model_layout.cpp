@@ -4,8 +4,7 @@
 
 namespace interp {
 
-Layout model_layout(Context& ctx) {
-  const std::string model = ctx.model();
+Layout model_layout(const std::string& model) {
   if (contains(model.c_str(), "ZLT8DC")) return Layout::Dc8;
   if (contains(model.c_str(), "ZLT8AC")) return Layout::Ac8;
   if (contains(model.c_str(), "ZLT4AC")) return Layout::Ac4;

@@ -1,6 +1,6 @@
 #pragma once
 // The model code decides the column layout of the model-dependent rows.
-#include "interpreter/context.h"
+#include <string>
 
 namespace interp {
 
@@ -12,6 +12,6 @@ enum class Layout {
 };
 
 // Substring tests on the model code, in the order "ZLT8DC", "ZLT8AC", "ZLT4AC".
-Layout model_layout(Context& ctx);
+Layout model_layout(const std::string& model);
 
 }  // namespace interp

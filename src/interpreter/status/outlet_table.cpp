@@ -1,6 +1,5 @@
 #include "interpreter/status/outlet_table.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -48,14 +47,16 @@ void switch_state(Context& ctx, OutletRow& row, int, const char* token) {
 
 void status_word(Context& ctx, OutletRow& row, int, const char* token) {
   if (row.id == 0) return;
-  std::string tip = outlet_string(ctx, "Tipoutlet", "111111111",
-                                  static_cast<size_t>(std::min(row.id, row.outlets) - 1));
-  if (row.outlet(row.outlets)) {
-    const char* code = first_keyword(
-        token, {{"Connected", "2"}, {"Idle", "1"}, {"Overload", "3"}, {"AbnormalVoltage", "0"}});
-    if (code) tip[static_cast<size_t>(row.id - 1)] = *code;
-    if (row.id == 9 && code && *code == '0') ctx.nvram.set("Tio9", "0");
+  // "SYS" names no outlet: its row writes the stored string back as it is.
+  if (!row.outlet(row.outlets)) {
+    ctx.store("Tipoutlet", ctx.nvram.get_or("Tipoutlet", "111111111"));
+    return;
   }
+  std::string tip = outlet_string(ctx, "Tipoutlet", "111111111", static_cast<size_t>(row.id - 1));
+  const char* code = first_keyword(
+      token, {{"Connected", "2"}, {"Idle", "1"}, {"Overload", "3"}, {"AbnormalVoltage", "0"}});
+  if (code) tip[static_cast<size_t>(row.id - 1)] = *code;
+  if (row.id == 9 && code && *code == '0') ctx.nvram.set("Tio9", "0");
   ctx.store("Tipoutlet", tip);
 }
 
@@ -149,8 +150,7 @@ void parse_with(Context& ctx, OutletRow& row, const char* text, const Column (&c
 
 }  // namespace
 
-int parse_outlet_row(Context& ctx, const char* text) {
-  const Layout layout = model_layout(ctx);
+int parse_outlet_row(Context& ctx, Layout layout, const char* text) {
   switch (layout) {
     case Layout::Ac8:
     case Layout::Ac4: {

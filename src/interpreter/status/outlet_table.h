@@ -1,9 +1,10 @@
 #pragma once
 // The outlet table of the status dump: one row per outlet, closed by "SYS".
 #include "interpreter/context.h"
+#include "interpreter/status/model_layout.h"
 
 namespace interp {
 
-int parse_outlet_row(Context& ctx, const char* row);
+int parse_outlet_row(Context& ctx, Layout layout, const char* row);
 
 }  // namespace interp

@@ -91,7 +91,7 @@ void sensor_rule_column(Context& ctx, int set, int outlet, int column, const cha
 }  // namespace
 
 // Rows "1" and "2" are the sensor ports; "2" closes the table.
-int parse_sensor_port_row(Context& ctx, const char* row) {
+int parse_sensor_port_row(Context& ctx, Layout, const char* row) {
   int port = 0;
   for_each_column(row, 11, [&](int column, const char* token) {
     if (column == 0) {

@@ -1,6 +1,7 @@
 #include "interpreter/status/status_dump.h"
 
 #include "interpreter/status/measurement_table.h"
+#include "interpreter/status/model_layout.h"
 #include "interpreter/status/outlet_table.h"
 #include "interpreter/status/sensor_tables.h"
 #include "interpreter/status/status_modes.h"
@@ -12,13 +13,13 @@ namespace interp {
 namespace {
 
 template <int ResponseSet>
-int parse_sensor_rule_set(Context& ctx, const char* row) {
+int parse_sensor_rule_set(Context& ctx, Layout, const char* row) {
   return parse_sensor_rule_row(ctx, row, ResponseSet);
 }
 
 struct RowParser {
   uint32_t mode;
-  int (*parse)(Context&, const char* row);
+  int (*parse)(Context&, Layout, const char* row);
 };
 
 // Tried in this order; the first whose table is armed parses the row.
@@ -50,7 +51,7 @@ int status_dump(Context& ctx, char* message) {
 
   const uint32_t mode = ctx.state.CheckStatusMode;
   for (const RowParser& parser : kRowParsers) {
-    if (parser.mode == mode) return parser.parse(ctx, message);
+    if (parser.mode == mode) return parser.parse(ctx, model_layout(model), message);
   }
   return 0;
 }

@@ -163,9 +163,9 @@ bool change_model2(Context& ctx) {
 
 }  // namespace
 
-int parse_system_row(Context& ctx, const char* row) {
+int parse_system_row(Context& ctx, Layout layout, const char* row) {
   Columns columns{};
-  switch (model_layout(ctx)) {
+  switch (layout) {
     case Layout::Dc8: columns = columns_of(kSystemRowDc); break;
     case Layout::Ac8: columns = columns_of(kSystemRowAc); break;
     case Layout::Ac4:
@@ -179,20 +179,20 @@ int parse_system_row(Context& ctx, const char* row) {
   return 0;
 }
 
-int parse_voltage_monitor_row(Context& ctx, const char* row) {
+int parse_voltage_monitor_row(Context& ctx, Layout layout, const char* row) {
   // The last column closes the table, even when the row ran out before it.
-  parse_columns(ctx, row, model_layout(ctx) == Layout::Dc8 ? columns_of(kVoltageMonitorRowDc)
+  parse_columns(ctx, row, layout == Layout::Dc8 ? columns_of(kVoltageMonitorRowDc)
                                                            : columns_of(kVoltageMonitorRow));
   return 0;
 }
 
-int parse_system_mode_row(Context& ctx, const char* row) {
+int parse_system_mode_row(Context& ctx, Layout, const char* row) {
   parse_columns(ctx, row, columns_of(kSystemModeRow));
   ctx.state.CheckStatusMode = kNoTable;
   return 0;
 }
 
-int parse_initialisation_row(Context& ctx, const char* row) {
+int parse_initialisation_row(Context& ctx, Layout, const char* row) {
   parse_columns(ctx, row, columns_of(kInitialisationRow));
   ctx.state.CheckStatusMode = kNoTable;
   return 0;
