@@ -37,10 +37,8 @@ void row_id(Context& ctx, OutletRow& row, int, const char* token) {
 void switch_state(Context& ctx, OutletRow& row, int, const char* token) {
   if (!row.outlet(row.outlets)) return;
   const std::string key = format_key("Outlet%d", row.id);
-  std::string value = ctx.nvram.get_or(key, "0");
-  const char state = contains(token, "ON") || contains(token, "On") ? '1' : '0';
-  if (value.empty()) value = std::string(1, state);
-  else value[0] = state;
+  std::string value = outlet_string(ctx, key, "0", 0);
+  value[0] = contains(token, "ON") || contains(token, "On") ? '1' : '0';
   ctx.nvram.set(key, value);
   if (row.id <= 8) ctx.store(key, value);  // Outlet9 lives in nvram only
 }

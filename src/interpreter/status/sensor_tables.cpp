@@ -14,9 +14,8 @@ namespace {
 // when there is none) becomes the code; no code leaves the key as it is.
 void set_code(Context& ctx, const std::string& key, const char* code) {
   if (!code) return;
-  std::string value = ctx.nvram.get_or(key, "1");
-  if (value.empty()) value = code;
-  else value[0] = *code;
+  std::string value = outlet_string(ctx, key, "1", 0);
+  value[0] = *code;
   ctx.nvram.set(key, value);
 }
 

@@ -8,28 +8,27 @@ namespace interp {
 namespace {
 
 // A table header: the words the message must all contain, the table it arms
-// (or none), and the line printed when it is recognised.
+// (kNoTable: none), and the line printed when it is recognised.
 struct TableHeader {
   const char* words[6];
-  bool arms;
   uint32_t mode;
   const char* announce;
 };
 
 constexpr TableHeader kHeaders[] = {
-    {{"VoltMonitorMode", "VoltMonitorRetryTime"}, true, kVoltageMonitorTable, nullptr},
-    {{"PowerLimit"}, true, kVoltageMonitorTable, nullptr},
-    {{"Power", "Key", "Baud"}, true, kSystemTable, nullptr},
-    {{"Outlet", "Status", "PowerOnTime", "EleReset"}, true, kOutletTable, "CheckStatusMode=4\n"},
-    {{"SysStatus", "SysIntervalOn", "SysIntervalOff", "BeeperTime"}, false, 0, nullptr},
-    {{"SafeMode", "RelayMode", "StandbyMode"}, true, kSystemModeTable, nullptr},
-    {{"Outlet", "Current", "Consumed", "Frequency"}, true, kMeasurementTable, nullptr},
-    {{"Sensor111", "Address", "Code", "Beeper"}, true, kSensorPortTable, nullptr},
-    {{"Outlet", "Sensor1Response1", "Sensor1Trigger1", "Sensor1Delay1", "Sensor2Response1"}, true,
+    {{"VoltMonitorMode", "VoltMonitorRetryTime"}, kVoltageMonitorTable, nullptr},
+    {{"PowerLimit"}, kVoltageMonitorTable, nullptr},
+    {{"Power", "Key", "Baud"}, kSystemTable, nullptr},
+    {{"Outlet", "Status", "PowerOnTime", "EleReset"}, kOutletTable, "CheckStatusMode=4\n"},
+    {{"SysStatus", "SysIntervalOn", "SysIntervalOff", "BeeperTime"}, kNoTable, nullptr},
+    {{"SafeMode", "RelayMode", "StandbyMode"}, kSystemModeTable, nullptr},
+    {{"Outlet", "Current", "Consumed", "Frequency"}, kMeasurementTable, nullptr},
+    {{"Sensor111", "Address", "Code", "Beeper"}, kSensorPortTable, nullptr},
+    {{"Outlet", "Sensor1Response1", "Sensor1Trigger1", "Sensor1Delay1", "Sensor2Response1"},
      kSensorRuleTable1, nullptr},
-    {{"Outlet", "Sensor1Response2", "Sensor1Trigger2", "Sensor1Delay2", "Sensor2Response2"}, true,
+    {{"Outlet", "Sensor1Response2", "Sensor1Trigger2", "Sensor1Delay2", "Sensor2Response2"},
      kSensorRuleTable2, nullptr},
-    {{"Outlet", "Sensor1Response3", "Sensor1Trigger3", "Sensor1Delay3", "Sensor2Response3"}, true,
+    {{"Outlet", "Sensor1Response3", "Sensor1Trigger3", "Sensor1Delay3", "Sensor2Response3"},
      kSensorRuleTable3, nullptr},
 };
 
@@ -46,25 +45,21 @@ void arm_table(Context& ctx, uint32_t mode) {
   }
 }
 
-template <size_t I>
+// The headers are tried in their order; the first whose words are all in the
+// message takes it.
 bool table_header(Context& ctx) {
-  const TableHeader& header = kHeaders[I];
-  for (const char* word : header.words) {
-    if (word && !contains(ctx.message, word)) return false;
+  for (const TableHeader& header : kHeaders) {
+    bool all = true;
+    for (const char* word : header.words) all = all && (!word || contains(ctx.message, word));
+    if (!all) continue;
+    if (header.announce) ctx.print("%s", header.announce);
+    if (header.mode != kNoTable) arm_table(ctx, header.mode);
+    return true;
   }
-  if (header.announce) ctx.print("%s", header.announce);
-  if (header.arms) arm_table(ctx, header.mode);
-  return true;
+  return false;
 }
 
-const Recogniser kStatusHeaderMessages[] = {
-    two_stage(table_header<0>), two_stage(table_header<1>), two_stage(table_header<2>),
-    two_stage(table_header<3>), two_stage(table_header<4>), two_stage(table_header<5>),
-    two_stage(table_header<6>), two_stage(table_header<7>), two_stage(table_header<8>),
-    two_stage(table_header<9>), two_stage(table_header<10>),
-};
-static_assert(sizeof kStatusHeaderMessages / sizeof kStatusHeaderMessages[0] ==
-              sizeof kHeaders / sizeof kHeaders[0]);
+const Recogniser kStatusHeaderMessages[] = {two_stage(table_header)};
 
 }  // namespace
 

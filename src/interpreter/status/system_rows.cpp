@@ -1,5 +1,7 @@
 #include "interpreter/status/system_rows.h"
 
+#include <string_view>
+
 #include <cstring>
 
 #include "interpreter/status/model_layout.h"
@@ -90,11 +92,8 @@ void volt_monitor_mode(Context& ctx, const char* key, const char* token) {
 
 // The last column of the voltage-monitor row: it closes the table.
 void volt_monitor_retry_time(Context& ctx, const char* key, const char* token) {
-  std::string value(token);
-  value = value.substr(0, value.find("mins"));
-  const size_t start = value.find_first_not_of(' ');
-  value = start == std::string::npos ? std::string() : value.substr(start);
-  ctx.nvram.set(key, value);
+  const std::string_view value(token);
+  ctx.nvram.set(key, value.substr(0, value.find("mins")));
   ctx.state.CheckStatusMode = kNoTable;
 }
 
