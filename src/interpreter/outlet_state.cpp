@@ -6,6 +6,7 @@
 #include <string>
 
 #include "interpreter/dispatcher.h"
+#include "interpreter/status/outlet_string.h"
 #include "records/interval_energy.h"
 
 namespace interp {
@@ -63,16 +64,7 @@ int key_off(Context& ctx, char*) {
 
 // ---- GUI outlet status ---------------------------------------------------------
 
-struct StatusWord {
-  const char* word;
-  char code;
-};
-
 constexpr const char* kTipoutletDefault = "111111111";
-
-// Tested in this order; the first found decides.
-const StatusWord kStatusWords[] = {
-    {"Connected", '2'}, {"Idle", '1'}, {"Overload", '3'}, {"AbnormalVoltage", '0'}};
 
 bool gui_outlet_status(Context& ctx) {
   if (!str_Endpoint(ctx.message, "[SUCCESS]GUI Outlet") || !str_Endpoint(ctx.message, "Current Status Is"))
@@ -83,14 +75,11 @@ bool gui_outlet_status(Context& ctx) {
   if (k < 1 || k > 9) return true;  // no place in the outlet string
 
   std::string tips = ctx.nvram.get_or("Tipoutlet", kTipoutletDefault);
-  for (const auto& s : kStatusWords) {
-    if (std::strstr(outlet, s.word)) {
-      // a shorter stored string is completed from the default
-      if (tips.size() < static_cast<size_t>(k)) tips.resize(static_cast<size_t>(k), '1');
-      tips[static_cast<size_t>(k - 1)] = s.code;
-      ctx.nvram.set(outlet_key("Tio", k), std::string(1, s.code));
-      break;
-    }
+  if (char code = outlet_status_code(outlet)) {
+    // a shorter stored string is completed from the default
+    if (tips.size() < static_cast<size_t>(k)) tips.resize(static_cast<size_t>(k), '1');
+    tips[static_cast<size_t>(k - 1)] = code;
+    ctx.nvram.set(outlet_key("Tio", k), std::string(1, code));
   }
   ctx.nvram.set("Tipoutlet", tips);
   return true;

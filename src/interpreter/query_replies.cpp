@@ -100,13 +100,12 @@ int store_outlet_switch(Context& ctx, const QueryReply& r, char* rest) {
   if (!text) return 0;
   int n = outlet_digit(rest);
   std::string key = outlet_key(r.key, n);
-  std::string value = ctx.nvram.get_or(key, "0");
   char code;
   if (std::strncmp(text, "On", 2) == 0) code = '1';
   else if (std::strncmp(text, "Off", 2) == 0) code = '0';  // only "Of" is compared
   else return 0;
-  if (value.empty()) value.push_back(code);
-  else value[0] = code;
+  std::string value = outlet_string(ctx, key, "0", 0);
+  value[0] = code;
   ctx.nvram.set(key, value);
   if (n < 9) ctx.settings.set_formatted(key, value);
   return 0;
@@ -114,18 +113,14 @@ int store_outlet_switch(Context& ctx, const QueryReply& r, char* rest) {
 
 // Outlet mode: character n-1 of `Tipoutlet` becomes the status code.
 int store_outlet_mode(Context& ctx, const QueryReply& r, char* rest) {
-  static const std::pair<const char*, char> kModes[] = {
-      {"Connected", '2'}, {"Idle", '1'}, {"Overload", '3'}, {"AbnormalVoltage", '0'}};
   const char* text = after_outlet(rest);
   if (!text) return 0;
-  for (const auto& [word, code] : kModes) {
-    if (!std::strstr(text, word)) continue;
-    size_t n = static_cast<size_t>(outlet_digit(rest));
-    std::string value = outlet_string(ctx, r.key, "111111111", n - 1);
-    value[n - 1] = code;
-    ctx.nvram.set(r.key, value);
-    return 0;
-  }
+  char code = outlet_status_code(text);
+  if (!code) return 0;
+  size_t n = static_cast<size_t>(outlet_digit(rest));
+  std::string value = outlet_string(ctx, r.key, "111111111", n - 1);
+  value[n - 1] = code;
+  ctx.nvram.set(r.key, value);
   return 0;
 }
 

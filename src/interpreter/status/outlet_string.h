@@ -1,5 +1,6 @@
 #pragma once
 // Outlet strings: settings that hold one character per outlet, outlet 1 first.
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,19 @@ inline std::string outlet_string(Context& ctx, std::string_view key, std::string
     value += value.size() < fallback.size() ? fallback[value.size()] : '0';
   }
   return value;
+}
+
+// The `Tipoutlet` code of an outlet status text: the first of "Connected"
+// '2', "Idle" '1', "Overload" '3', "AbnormalVoltage" '0' that it contains;
+// '\0' when it contains none.
+inline char outlet_status_code(const char* text) {
+  static const struct {
+    const char* word;
+    char code;
+  } kWords[] = {{"Connected", '2'}, {"Idle", '1'}, {"Overload", '3'}, {"AbnormalVoltage", '0'}};
+  for (const auto& w : kWords)
+    if (std::strstr(text, w.word)) return w.code;
+  return '\0';
 }
 
 }  // namespace interp

@@ -51,10 +51,9 @@ void status_word(Context& ctx, OutletRow& row, int, const char* token) {
     return;
   }
   std::string tip = outlet_string(ctx, "Tipoutlet", "111111111", static_cast<size_t>(row.id - 1));
-  const char* code = first_keyword(
-      token, {{"Connected", "2"}, {"Idle", "1"}, {"Overload", "3"}, {"AbnormalVoltage", "0"}});
-  if (code) tip[static_cast<size_t>(row.id - 1)] = *code;
-  if (row.id == 9 && code && *code == '0') ctx.nvram.set("Tio9", "0");
+  const char code = outlet_status_code(token);
+  if (code) tip[static_cast<size_t>(row.id - 1)] = code;
+  if (row.id == 9 && code == '0') ctx.nvram.set("Tio9", "0");
   ctx.store("Tipoutlet", tip);
 }
 
