@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "core/factory_reset.h"
-
 namespace core {
 
 namespace {
@@ -122,7 +120,7 @@ void SerialReader::end_by_crlf() {
   else
     msg[n_ - 2] = '\0';
 
-  if (std::strstr(msg, kResetAnnouncement)) factory_reset(board_);
+  if (std::strstr(msg, kResetAnnouncement) && on_reset_announcement) on_reset_announcement();
   if (!std::strstr(msg, "\n\r")) queue_copy(msg);
 
   if (const char* marker = std::strstr(msg, kMqttMarker)) {
@@ -139,19 +137,19 @@ void SerialReader::queue_copy(const char* text) {
   if (!pool_.add(copy)) board_.print("Failed to add task to thread pool\n");
 }
 
-void SerialReader::run(ByteSource& source, const std::atomic<bool>& stop,
+void SerialReader::run(board::ByteSource& source, const std::atomic<bool>& stop,
                        const std::function<bool()>& reopen) {
   char chunk[256];
   while (!stop.load()) {
     // While a '.' may end the message, silent 100 ms periods are counted;
     // otherwise the reader just waits for the line.
-    ByteSource::Wait w = source.wait(polling_ ? 100 : -1);
+    board::ByteSource::Wait w = source.wait(polling_ ? 100 : -1);
     if (stop.load()) break;
-    if (w == ByteSource::Wait::Silence) {
+    if (w == board::ByteSource::Wait::Silence) {
       on_silence();
       continue;
     }
-    if (w == ByteSource::Wait::Data) {
+    if (w == board::ByteSource::Wait::Data) {
       ssize_t got = source.read(chunk, sizeof chunk);
       if (got > 0) {
         for (ssize_t i = 0; i < got; ++i) on_byte(chunk[i]);

@@ -9,7 +9,7 @@
 
 #include "board/board.h"
 #include "core/mcu_output.h"
-#include "core/serial_port.h"
+#include "board/serial_port.h"
 #include "core/state.h"
 #include "core/task_queue.h"
 
@@ -32,10 +32,15 @@ class SerialReader {
   // Reads the line until stop is set. On a read error (a hung-up line) it
   // says so, waits, and calls reopen for a new source; reopen returns false
   // while the line cannot be opened yet.
-  void run(ByteSource& source, const std::atomic<bool>& stop,
+  void run(board::ByteSource& source, const std::atomic<bool>& stop,
            const std::function<bool()>& reopen = {});
 
   size_t fill() const { return n_; }
+
+  // Called when the MCU announces "[SUCCESS]Doing Reset, Please Wait A
+  // Moment", before that message is queued; the wiring installs the
+  // factory reset here.
+  std::function<void()> on_reset_announcement;
 
  private:
   void reset();

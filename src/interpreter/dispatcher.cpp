@@ -8,7 +8,7 @@
 #include "interpreter/outlet_settings.h"
 #include "interpreter/outlet_state.h"
 #include "interpreter/query_replies.h"
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 #include "interpreter/sensor_messages.h"
 #include "interpreter/status/status_dump.h"
 #include "interpreter/status/status_headers.h"

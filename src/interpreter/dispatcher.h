@@ -1,7 +1,7 @@
 #pragma once
 #include <cstddef>
 
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 
 namespace interp {
 

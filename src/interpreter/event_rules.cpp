@@ -5,9 +5,9 @@
 #include <cstring>
 
 #include "interpreter/dispatcher.h"
-#include "interpreter/status/keys.h"
-#include "interpreter/status/outlet_string.h"
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/keys.h"
+#include "interpreter/common/outlet_string.h"
+#include "interpreter/common/tokenizer.h"
 
 namespace interp {
 
@@ -99,26 +99,8 @@ const Recogniser kEventRuleMessages[] = {
     two_stage(event_rule_messages_test),
 };
 
-void put_code(const char* word, std::string& codes, int index,
-              std::initializer_list<Keyword> keywords) {
-  if (!word || index < 0 || static_cast<size_t>(index) >= codes.size()) return;
-  if (const char* code = first_keyword(word, keywords)) codes[static_cast<size_t>(index)] = *code;
-}
-
 }  // namespace
 
 Row event_rule_messages() { return row_of(kEventRuleMessages); }
-
-void process_response(const char* word, std::string& codes, int index) {
-  put_code(word, codes, index,
-           {{"NoAction", "1"}, {"PowerOn", "2"}, {"PowerON", "2"}, {"PowerOff", "3"},
-            {"PowerOFF", "3"}, {"Restart", "4"}, {"N/A", "1"}});
-}
-
-void process_trigger(const char* word, std::string& codes, int index) {
-  put_code(word, codes, index,
-           {{"NoTrigger", "1"}, {"Min-Max", "4"}, {"Max", "2"}, {"Min", "3"},
-            {"ON", "2"}, {"OFF", "3"}, {"N/A", "1"}});
-}
 
 }  // namespace interp

@@ -2,7 +2,7 @@
 // The board's network restart, shared by the handlers that apply new network
 // settings: stop the DHCP clients and mDNS, bounce both LAN bridges, start the
 // WAN script again.
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 
 namespace interp {
 

@@ -1,6 +1,6 @@
 #pragma once
 // Network settings confirmed by the MCU: IPv4, IPv6, DHCP.
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 

@@ -1,6 +1,6 @@
 #pragma once
 // The MCU's clue, tip and sensor-warning notices.
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 

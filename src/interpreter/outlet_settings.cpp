@@ -323,22 +323,6 @@ const Recogniser kSafeMode[] = {
 
 }  // namespace
 
-int map_delay_to_value(const char* text) {
-  if (!text || std::strcmp(text, "No Delay") == 0) return 0;
-  // Read as "%dms" reads it: blanks, a sign and digits; what follows is not looked at.
-  char* end = nullptr;
-  long ms = std::strtol(text, &end, 10);
-  if (end == text) return 0;
-  switch (ms) {
-    case 100: return 1;
-    case 200: return 2;
-    case 300: return 3;
-    case 400: return 4;
-    case 500: return 5;
-    default: return 0;
-  }
-}
-
 Row outlet_threshold_messages() { return row_of(kThresholds); }
 Row initialization_status_messages() { return row_of(kInitializationStatus); }
 Row mqtt_detection_messages() { return row_of(kMqttDetection); }

@@ -2,7 +2,8 @@
 // Outlet setting confirmations: thresholds, delays, initial states, OCDT, voltages, runtime, safe mode.
 #include <string>
 
-#include "interpreter/recogniser.h"
+#include "interpreter/common/codes.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 
@@ -14,10 +15,6 @@ Row per_outlet_setting_messages();
 Row all_outlet_voltage_messages();
 Row runtime_messages();
 Row safe_mode_messages();
-
-// The delay code of an over-current delay text: "No Delay" is 0; "100ms" to
-// "500ms" are 1 to 5; anything else is 0.
-int map_delay_to_value(const char* text);
 
 // Outlets of the model code, by containment in this order; DC units count 0.
 int outlet_count(const std::string& model);

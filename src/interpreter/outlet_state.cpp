@@ -6,7 +6,7 @@
 #include <string>
 
 #include "interpreter/dispatcher.h"
-#include "interpreter/status/outlet_string.h"
+#include "interpreter/common/outlet_string.h"
 #include "records/interval_energy.h"
 
 namespace interp {

@@ -1,6 +1,6 @@
 #pragma once
 // Outlet state and power control: switching, key lock, GUI outlet status, energy clean-ups.
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 

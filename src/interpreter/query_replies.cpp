@@ -11,7 +11,7 @@
 
 #include "interpreter/dispatcher.h"
 #include "interpreter/outlet_settings.h"
-#include "interpreter/status/outlet_string.h"
+#include "interpreter/common/outlet_string.h"
 
 // A client or the GUI asks the MCU for a value ("Get..."); the MCU answers with
 // "<" and the question's name followed by the value. The raw line already went

@@ -1,6 +1,6 @@
 #pragma once
 // Replies to the GUI's and clients' Get queries.
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "interpreter/dispatcher.h"
-#include "interpreter/status/outlet_string.h"
+#include "interpreter/common/outlet_string.h"
 
 namespace interp {
 

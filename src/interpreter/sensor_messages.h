@@ -1,6 +1,6 @@
 #pragma once
 // Sensor port settings and readings.
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "interpreter/network_restart.h"
-#include "interpreter/status/outlet_string.h"
+#include "interpreter/common/outlet_string.h"
 #include "util/cipher.h"
 
 namespace interp {

@@ -1,6 +1,6 @@
 #pragma once
 // System and identity messages: settings of the whole unit, identity, clock, network apply, system power.
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "core/factory_reset.h"
+#include "system/factory_reset.h"
 #include "support/fakes.h"
 #include "support/scratch_root.h"
 
@@ -27,7 +27,7 @@ class FactoryReset : public ::testing::Test {
     scratch.write("/etc/passwd", "root\n");
     scratch.write("/usr/local/server.pem", "PEM\n");
     files.make_dirs("/user/local");
-    core::factory_reset(board);
+    system_actions::factory_reset(board);
   }
   ScratchRoot scratch;
   MemoryNvram nvram;

@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "core/netinit.h"
+#include "system/netinit.h"
 #include "support/fakes.h"
 #include "support/scratch_root.h"
 
@@ -37,7 +37,7 @@ TEST(Netinit, ActsOnTheSignalAndTheConnectionMode) {
     std::FILE* out = open_memstream(&buf, &len);
     board::Board b{files, nvram, settings, runner, clock, mcu, out};
     nvram.values["wanConnectionMode"] = c.mode;
-    core::netinit(b, c.signo);
+    system_actions::netinit(b, c.signo);
     std::fclose(out);
     EXPECT_EQ(std::string(buf, len), "sign_no" + std::to_string(c.signo) + "\n");
     std::free(buf);

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "core/daemon.h"
-#include "core/options.h"
+#include "app/daemon.h"
+#include "app/options.h"
 
 namespace {
 
@@ -12,7 +12,7 @@ TEST(ValidPort, FallsBackTo4001) {
   };
   const Case cases[] = {{"4001", "4001"}, {"23", "23"},       {"123456", "123456"}, {"1234567", "4001"},
                         {"80a", "4001"},  {"abc", "4001"},   {std::nullopt, "4001"}, {"", ""}};
-  for (const auto& c : cases) EXPECT_EQ(core::valid_port(c.in), c.out) << c.in.value_or("<absent>");
+  for (const auto& c : cases) EXPECT_EQ(app::valid_port(c.in), c.out) << c.in.value_or("<absent>");
 }
 
 TEST(Options, ParsesTheCommandLine) {
@@ -35,11 +35,11 @@ TEST(Options, ParsesTheCommandLine) {
     std::vector<char*> argv{const_cast<char*>("pdud")};
     for (const auto& a : c.args) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
-    core::Options o;
+    app::Options o;
     int status = -1;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    bool ok = core::parse_options(static_cast<int>(argv.size() - 1), argv.data(), o, &status);
+    bool ok = app::parse_options(static_cast<int>(argv.size() - 1), argv.data(), o, &status);
     testing::internal::GetCapturedStdout();
     std::string err = testing::internal::GetCapturedStderr();
     EXPECT_EQ(ok, c.ok) << (c.args.empty() ? "" : c.args[0]);
@@ -53,7 +53,7 @@ TEST(Options, ParsesTheCommandLine) {
 }
 
 TEST(Options, DefaultsAreTheUnitsBehaviour) {
-  core::Options o;
+  app::Options o;
   EXPECT_EQ(o.root, "/");
   EXPECT_FALSE(o.host);
   EXPECT_EQ(o.serial, "/dev/ttyS0");

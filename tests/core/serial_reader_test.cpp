@@ -8,6 +8,7 @@
 #include "core/serial_reader.h"
 #include "support/fakes.h"
 #include "support/scratch_root.h"
+#include "system/factory_reset.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ class Reader : public ::testing::Test {
           queued.emplace_back(m);
         }, out),
         reader(board, state, pool, sinks) {
+    reader.on_reset_announcement = [this] { system_actions::factory_reset(board); };
     pool.start();
   }
   ~Reader() override { std::fclose(out); }
@@ -212,7 +214,7 @@ TEST_F(Reader, TheResetAnnouncementRunsTheFactoryResetBeforeQueueing) {
 }
 
 // A source that plays a script: chunks of bytes, silences, then errors.
-struct ScriptedSource : core::ByteSource {
+struct ScriptedSource : board::ByteSource {
   std::vector<std::string> steps;  // "" = silence, "!" = read error
   size_t at = 0;
   std::atomic<bool>* stop = nullptr;

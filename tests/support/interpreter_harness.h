@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/state.h"
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "support/fakes.h"
 #include "support/scratch_root.h"
 

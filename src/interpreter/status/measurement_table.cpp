@@ -1,9 +1,9 @@
 #include "interpreter/status/measurement_table.h"
 
-#include "interpreter/status/keys.h"
+#include "interpreter/common/keys.h"
 #include "interpreter/status/model_layout.h"
 #include "interpreter/status/status_modes.h"
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/tokenizer.h"
 
 namespace interp {
 

@@ -1,6 +1,6 @@
 #pragma once
 // The measurement table of the status dump: live values, nvram only.
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "interpreter/status/model_layout.h"
 
 namespace interp {

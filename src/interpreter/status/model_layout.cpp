@@ -1,6 +1,6 @@
 #include "interpreter/status/model_layout.h"
 
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/tokenizer.h"
 
 namespace interp {
 

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "interpreter/outlet_settings.h"
-#include "interpreter/status/keys.h"
+#include "interpreter/common/codes.h"
+#include "interpreter/common/keys.h"
 #include "interpreter/status/model_layout.h"
-#include "interpreter/status/outlet_string.h"
+#include "interpreter/common/outlet_string.h"
 #include "interpreter/status/status_modes.h"
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/tokenizer.h"
 
 namespace interp {
 

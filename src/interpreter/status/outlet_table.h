@@ -1,6 +1,6 @@
 #pragma once
 // The outlet table of the status dump: one row per outlet, closed by "SYS".
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "interpreter/status/model_layout.h"
 
 namespace interp {

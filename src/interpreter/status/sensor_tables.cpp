@@ -1,10 +1,10 @@
 #include "interpreter/status/sensor_tables.h"
 
-#include "interpreter/event_rules.h"
-#include "interpreter/status/keys.h"
-#include "interpreter/status/outlet_string.h"
+#include "interpreter/common/codes.h"
+#include "interpreter/common/keys.h"
+#include "interpreter/common/outlet_string.h"
 #include "interpreter/status/status_modes.h"
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/tokenizer.h"
 
 namespace interp {
 

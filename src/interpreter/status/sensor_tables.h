@@ -1,6 +1,6 @@
 #pragma once
 // The sensor-port table and the three sensor rule tables of the status dump.
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "interpreter/status/model_layout.h"
 
 namespace interp {

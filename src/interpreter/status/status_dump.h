@@ -1,7 +1,7 @@
 #pragma once
 // A message that no recogniser took: a value row of the status dump, parsed
 // by the table that the last header armed.
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 
 namespace interp {
 

@@ -1,7 +1,7 @@
 #include "interpreter/status/status_headers.h"
 
 #include "interpreter/status/status_modes.h"
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/tokenizer.h"
 
 namespace interp {
 

@@ -1,6 +1,6 @@
 #pragma once
 // The status dump's table headers: they arm CheckStatusMode.
-#include "interpreter/recogniser.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 

@@ -6,7 +6,7 @@
 
 #include "interpreter/status/model_layout.h"
 #include "interpreter/status/status_modes.h"
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/tokenizer.h"
 
 namespace interp {
 

@@ -1,7 +1,7 @@
 #pragma once
 // The single-row tables of the status dump: system, voltage monitor, system
 // mode and initialisation. Each row closes its table.
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "interpreter/status/model_layout.h"
 
 namespace interp {

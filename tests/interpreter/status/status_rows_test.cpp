@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "interpreter/status/tokenizer.h"
+#include "interpreter/common/tokenizer.h"
 #include "support/case_file.h"
 
 namespace {

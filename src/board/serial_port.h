@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-namespace core {
+namespace board {
 
 inline constexpr const char* kMcuPort = "/dev/ttyS0";
 
@@ -15,6 +15,12 @@ int open_port(const std::string& path, const char* label, std::FILE* out);
 // A fresh raw setting: speed, bits (7/8), parity 'N'/'O'/'E', stop 1/2;
 // VMIN 0 and VTIME 1, so a read on a silent line returns 0 after 100 ms.
 int set_opt(int fd, int speed, int bits, char parity, int stop, std::FILE* out);
+// Opens the line again after a hang-up (quietly, blocking) with the unit's
+// setting, 115200 8N1. -1 while it cannot be opened yet.
+int reopen_port(const std::string& path, std::FILE* out);
+// Drops whatever the line received and nobody read yet.
+void flush_input(int fd);
+void close_port(int fd);
 
 // Where the reader's bytes come from.
 class ByteSource {
@@ -40,4 +46,4 @@ class SerialSource : public ByteSource {
   int fd_;
 };
 
-}  // namespace core
+}  // namespace board

@@ -1,4 +1,4 @@
-#include "core/serial_port.h"
+#include "board/serial_port.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace core {
+namespace board {
 
 int open_port(const std::string& path, const char* label, std::FILE* out) {
   int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NDELAY | O_CLOEXEC);
@@ -103,4 +103,20 @@ ssize_t SerialSource::read(char* buf, size_t max) {
   }
 }
 
-}  // namespace core
+int reopen_port(const std::string& path, std::FILE* out) {
+  int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) return -1;
+  if (set_opt(fd, 115200, 8, 'N', 1, out) < 0) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+void flush_input(int fd) { ::tcflush(fd, TCIFLUSH); }
+
+void close_port(int fd) {
+  if (fd >= 0) ::close(fd);
+}
+
+}  // namespace board

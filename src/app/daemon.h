@@ -3,9 +3,9 @@
 #include <string>
 
 #include "board/files.h"
-#include "core/options.h"
+#include "app/options.h"
 
-namespace core {
+namespace app {
 
 // Start-up in the unit's order, then the serial reader for the life of the
 // process. Returns the process's exit status.
@@ -18,4 +18,4 @@ int writeGoPid(const board::Files& files);
 // gives "4001".
 std::string valid_port(const std::optional<std::string>& text);
 
-}  // namespace core
+}  // namespace app

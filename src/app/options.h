@@ -1,7 +1,7 @@
 #pragma once
 #include <string>
 
-namespace core {
+namespace app {
 
 struct Options {
   std::string root = "/";
@@ -17,4 +17,4 @@ struct Options {
 // what it has to and returns false with the exit status in *status.
 bool parse_options(int argc, char** argv, Options& out, int* status);
 
-}  // namespace core
+}  // namespace app

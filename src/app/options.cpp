@@ -1,11 +1,11 @@
-#include "core/options.h"
+#include "app/options.h"
 
 #include <getopt.h>
 
 #include <cstdio>
 #include <cstdlib>
 
-namespace core {
+namespace app {
 
 namespace {
 
@@ -86,4 +86,4 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
   return true;
 }
 
-}  // namespace core
+}  // namespace app

@@ -1,11 +1,11 @@
-#include "core/netinit.h"
+#include "system/netinit.h"
 
 #include <csignal>
 #include <string>
 
 #include "util/net.h"
 
-namespace core {
+namespace system_actions {
 
 void netinit(board::Board& b, int signo) {
   // Read as the unit always has; the values are not used.
@@ -34,4 +34,4 @@ void netinit(board::Board& b, int signo) {
   b.clock.sleep_s(1);
 }
 
-}  // namespace core
+}  // namespace system_actions

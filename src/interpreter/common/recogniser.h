@@ -4,7 +4,7 @@
 // only when its inner words are there too.
 #include <cstddef>
 
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 
 namespace interp {
 

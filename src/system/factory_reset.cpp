@@ -1,10 +1,10 @@
-#include "core/factory_reset.h"
+#include "system/factory_reset.h"
 
 #include <dirent.h>
 
 #include <string>
 
-namespace core {
+namespace system_actions {
 
 namespace {
 
@@ -117,4 +117,4 @@ void factory_reset(board::Board& b) {
   b.runner.run("system_recover_factory");
 }
 
-}  // namespace core
+}  // namespace system_actions

@@ -1,9 +1,8 @@
-#include "core/daemon.h"
+#include "app/daemon.h"
 
 #include <fcntl.h>
 #include <cerrno>
 #include <pthread.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -21,16 +20,17 @@
 #include "channels/segments.h"
 #include "channels/tcp_server.h"
 #include "channels/websocket_server.h"
-#include "core/netinit.h"
-#include "core/serial_port.h"
+#include "board/serial_port.h"
 #include "core/serial_reader.h"
 #include "core/state.h"
 #include "core/task_queue.h"
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "interpreter/dispatcher.h"
+#include "system/factory_reset.h"
+#include "system/netinit.h"
 #include "util/net.h"
 
-namespace core {
+namespace app {
 
 namespace {
 
@@ -87,7 +87,7 @@ bool start_signal_thread(board::Board& board, channels::Segments& segments, bool
       if (n < 0 && errno == EINTR) continue;
       if (n != 1) return;
       if (s == SIGUSR1 || s == SIGUSR2) {
-        netinit(board, s);
+        system_actions::netinit(board, s);
         continue;
       }
       segments.remove();
@@ -139,7 +139,7 @@ int run_daemon(const Options& o) {
   board::SerialMcuLine mcu;
   board::Board board{files, *nvram, settings, *runner, clock, mcu, stdout};
 
-  SharedState state;
+  core::SharedState state;
   interp::Context ctx(board, state);
 
   // The start-up keys.
@@ -153,7 +153,7 @@ int run_daemon(const Options& o) {
   nvram->set("SystemWaiting", "0");
 
   // The task queue and its worker.
-  ThreadPool pool(state, [&ctx](char* message) { interp::MachineCommunication_RV470(ctx, message); });
+  core::ThreadPool pool(state, [&ctx](char* message) { interp::MachineCommunication_RV470(ctx, message); });
   if (!pool.start()) return 1;
 
   // The command ports; the telnet port falls back to the command port's default.
@@ -201,37 +201,36 @@ int run_daemon(const Options& o) {
   if (!start_signal_thread(board, *segments, o.host)) return 1;
 
   // The MCU line; the reader runs on this thread for the life of the process.
-  int fd = open_port(o.serial, "ttyS0", stdout);
+  int fd = board::open_port(o.serial, "ttyS0", stdout);
   if (fd < 0) {
     std::perror("open_port error");
     return 0;
   }
-  if (set_opt(fd, 115200, 8, 'N', 1, stdout) < 0) {
+  if (board::set_opt(fd, 115200, 8, 'N', 1, stdout) < 0) {
     std::perror("set_opt error");
     return 0;
   }
   mcu.set_fd(fd);
   clock.sleep_ms(o.settle_ms);
-  ::tcflush(fd, TCIFLUSH);
+  board::flush_input(fd);
   if (o.host) std::printf("pdud: reading the MCU line %s\n", o.serial.c_str());
 
-  SerialReader reader(board, state, pool, output);
-  SerialSource source(fd);
+  core::SerialReader reader(board, state, pool, output);
+  // The MCU's reset announcement restores the factory settings before the
+  // message is queued.
+  reader.on_reset_announcement = [&board] { system_actions::factory_reset(board); };
+  board::SerialSource source(fd);
   std::atomic<bool> stop{false};
   reader.run(source, stop, [&]() {
-    int again = ::open(o.serial.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    int again = board::reopen_port(o.serial, stdout);
     if (again < 0) return false;
-    if (set_opt(again, 115200, 8, 'N', 1, stdout) < 0) {
-      ::close(again);
-      return false;
-    }
-    ::close(source.fd());
+    board::close_port(source.fd());
     source.set_fd(again);
     mcu.set_fd(again);
     return true;
   });
-  ::close(source.fd());
+  board::close_port(source.fd());
   return 0;
 }
 
-}  // namespace core
+}  // namespace app

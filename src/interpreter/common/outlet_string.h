@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 
 namespace interp {
 
