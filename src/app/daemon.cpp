@@ -8,6 +8,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <system_error>
 #include <thread>
@@ -18,6 +19,7 @@
 #include "channels/fd_passing.h"
 #include "channels/forwarding.h"
 #include "channels/segments.h"
+#include "channels/tls.h"
 #include "channels/tcp_server.h"
 #include "channels/websocket_server.h"
 #include "board/serial_port.h"
@@ -72,6 +74,23 @@ struct ServerThreads {
 // SIGUSR1/SIGUSR2 (and in host mode SIGTERM/SIGINT) are recorded by the
 // handler and acted on by a thread of their own: netinit for the first two,
 // a clean exit that leaves no segment and no pid file for the others.
+// The LAN options of the command port and the GUI channel. False (after one
+// line on standard error) when the TLS files cannot be used.
+bool apply_network_options(const Options& o, channels::NetworkPolicy& policy) {
+  policy.tcp_bind = o.tcp_bind;
+  policy.ws_bind = o.ws_bind;
+  policy.ws_allow_origins = o.ws_allow_origins;
+  // Tests shorten the keepalive on a development machine: "IDLE,INTERVAL,COUNT".
+  const char* keepalive = o.host ? std::getenv("PDUD_KEEPALIVE") : nullptr;
+  if (keepalive && !channels::parse_keepalive(keepalive, policy.keepalive))
+    std::fprintf(stderr, "pdud: PDUD_KEEPALIVE wants IDLE,INTERVAL,COUNT, not '%s'; the default stays\n", keepalive);
+  if (o.ws_tls_cert.empty()) return true;
+  std::string error;
+  policy.ws_tls = channels::TlsContext::load(o.ws_tls_cert, o.ws_tls_key, &error);
+  if (!policy.ws_tls) std::fprintf(stderr, "pdud: --ws-tls: %s\n", error.c_str());
+  return policy.ws_tls != nullptr;
+}
+
 bool start_signal_thread(board::Board& board, channels::Segments& segments, bool host) {
   if (::pipe2(signal_pipe, O_CLOEXEC) != 0) return false;
   install(SIGUSR1);
@@ -170,6 +189,7 @@ int run_daemon(const Options& o) {
     const char* mac = util::get_macaddr(ifname);
     return std::string(mac ? mac : "");
   };
+  if (!apply_network_options(o, ch.policy)) return 1;
   ServerThreads servers(ch);
   try {
     for (std::thread& t : channels::start_descriptor_servers(ch)) servers.threads.push_back(std::move(t));

@@ -1,5 +1,6 @@
 #include "app/options.h"
 
+#include <arpa/inet.h>
 #include <getopt.h>
 
 #include <cstdio>
@@ -13,6 +14,8 @@ void usage(std::FILE* to) {
   std::fprintf(to,
                "usage: pdud [--root DIR] [--host] [--serial PATH] [--settle-ms N]\n"
                "            [--tcp-server] [--websocket] [--ws-port N]\n"
+               "            [--tcp-bind ADDR] [--ws-bind ADDR] [--ws-allow-origin ORIGIN]...\n"
+               "            [--ws-tls CERT KEY]\n"
                "  --root DIR     resolve every file of the unit under DIR (default /)\n"
                "  --host         development machine: nvram in files under the root, board\n"
                "                 programs journaled to ROOT/var/log/commands.log (needs --root)\n"
@@ -20,7 +23,15 @@ void usage(std::FILE* to) {
                "  --settle-ms N  wait N ms after opening the line (default 4000)\n"
                "  --tcp-server   serve the raw TCP command port (nvram TCPPORT)\n"
                "  --websocket    serve the web GUI's WebSocket channel\n"
-               "  --ws-port N    its port (default 45678)\n");
+               "  --ws-port N    its port (default 45678)\n"
+               "  --tcp-bind ADDR, --ws-bind ADDR\n"
+               "                 listen on this IPv4 address only (default every address)\n"
+               "  --ws-allow-origin ORIGIN\n"
+               "                 let pages of ORIGIN (e.g. https://gui.example:8443) open the\n"
+               "                 GUI channel besides the unit's own pages (repeatable)\n"
+               "  --ws-tls CERT KEY\n"
+               "                 serve the GUI channel over TLS (wss) with these PEM files\n"
+               "                 (on the unit /user/local/server.pem /user/local/privkey.pem)\n");
 }
 
 bool number(const char* text, long lo, long hi, long* out) {
@@ -34,13 +45,17 @@ bool number(const char* text, long lo, long hi, long* out) {
 }  // namespace
 
 bool parse_options(int argc, char** argv, Options& out, int* status) {
-  enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion };
+  enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion,
+         kTcpBind, kWsBind, kWsAllowOrigin, kWsTls };
   static const option longopts[] = {
       {"root", required_argument, nullptr, kRoot},   {"host", no_argument, nullptr, kHost},
       {"serial", required_argument, nullptr, kSerial}, {"settle-ms", required_argument, nullptr, kSettle},
       {"tcp-server", no_argument, nullptr, kTcp},      {"websocket", no_argument, nullptr, kWs},
       {"ws-port", required_argument, nullptr, kWsPort}, {"help", no_argument, nullptr, kHelp},
-      {"version", no_argument, nullptr, kVersion},     {nullptr, 0, nullptr, 0}};
+      {"version", no_argument, nullptr, kVersion},
+      {"tcp-bind", required_argument, nullptr, kTcpBind}, {"ws-bind", required_argument, nullptr, kWsBind},
+      {"ws-allow-origin", required_argument, nullptr, kWsAllowOrigin},
+      {"ws-tls", required_argument, nullptr, kWsTls},  {nullptr, 0, nullptr, 0}};
   bool root_given = false;
   optind = 1;
   int c;
@@ -67,6 +82,28 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
           return false;
         }
         out.ws_port = static_cast<int>(v);
+        break;
+      case kTcpBind:
+      case kWsBind: {
+        in_addr a{};
+        if (::inet_pton(AF_INET, optarg, &a) != 1) {
+          std::fprintf(stderr, "pdud: --%s wants an IPv4 address, not '%s'\n",
+                       c == kTcpBind ? "tcp-bind" : "ws-bind", optarg);
+          *status = 2;
+          return false;
+        }
+        (c == kTcpBind ? out.tcp_bind : out.ws_bind) = optarg;
+        break;
+      }
+      case kWsAllowOrigin: out.ws_allow_origins.push_back(optarg); break;
+      case kWsTls:
+        if (optind >= argc) {
+          std::fprintf(stderr, "pdud: --ws-tls wants a certificate file and a key file\n");
+          *status = 2;
+          return false;
+        }
+        out.ws_tls_cert = optarg;
+        out.ws_tls_key = argv[optind++];
         break;
       case kHelp: usage(stdout); *status = 0; return false;
       case kVersion: std::printf("pdud %s\n", PDUD_VERSION); *status = 0; return false;

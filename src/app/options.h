@@ -1,5 +1,6 @@
 #pragma once
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -11,6 +12,11 @@ struct Options {
   bool tcp_server = false;
   bool websocket = false;
   int ws_port = 45678;
+  // The network channels on a LAN (every one off by default).
+  std::string tcp_bind;                       // --tcp-bind ADDR
+  std::string ws_bind;                        // --ws-bind ADDR
+  std::vector<std::string> ws_allow_origins;  // --ws-allow-origin ORIGIN, repeatable
+  std::string ws_tls_cert, ws_tls_key;        // --ws-tls CERT KEY
 };
 
 // Parses the command line. On --help/--version or a bad option it prints

@@ -1,6 +1,7 @@
 #include "channels/channels.h"
 
 #include <fcntl.h>
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -76,7 +77,7 @@ int bound_port(int fd) {
 namespace channels {
 
 int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
-                       const char* listen_error) {
+                       const char* listen_error, const std::string& bind_addr) {
   int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (fd < 0) {
     std::perror(socket_error);
@@ -87,6 +88,11 @@ int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const ch
   sockaddr_in a{};
   a.sin_family = AF_INET;
   a.sin_addr.s_addr = htonl(INADDR_ANY);
+  if (!bind_addr.empty() && ::inet_pton(AF_INET, bind_addr.c_str(), &a.sin_addr) != 1) {
+    errno = EINVAL;
+    std::perror(bind_error);
+    std::exit(1);
+  }
   a.sin_port = htons(static_cast<uint16_t>(port));
   if (::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
     std::perror(bind_error);

@@ -14,6 +14,7 @@
 #include "board/board.h"
 #include "board/root.h"
 #include "channels/client_tables.h"
+#include "channels/net_policy.h"
 #include "channels/segments.h"
 #include "core/state.h"
 
@@ -42,6 +43,9 @@ class Channels {
   // daemon sets util::get_macaddr here.
   std::function<std::string(const char* ifname)> macaddr;
 
+  // Bind addresses, allowed origins, TLS and keepalive; set before the servers start.
+  NetworkPolicy policy;
+
   // The ports the servers bound, once they listen (0 before).
   std::atomic<int> tcp_port{0};
   std::atomic<int> websocket_port{0};
@@ -68,10 +72,11 @@ ssize_t send_all(int fd, const void* buf, size_t n);
 bool wait_readable(const Channels& ch, int fd);
 // The local port of a bound socket.
 int bound_port(int fd);
-// An IPv4 listening socket on every local address (SO_REUSEADDR on). A failed
-// step ends the process with status 1 after perror of its text.
+// An IPv4 listening socket on bind_addr, "" for every local address
+// (SO_REUSEADDR on). A failed step ends the process with status 1 after
+// perror of its text.
 int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
-                       const char* listen_error);
+                       const char* listen_error, const std::string& bind_addr = "");
 
 // What a server loop waits on: its listening socket, the stop pipe, then the
 // descriptor of every used slot up to max_slot (slots[k] is the slot of fds[k + 2]).

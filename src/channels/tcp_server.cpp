@@ -11,6 +11,8 @@
 #include <cstring>
 #include <vector>
 
+#include "channels/http_guard.h"
+
 namespace channels {
 
 namespace {
@@ -62,6 +64,8 @@ class TcpServer {
       ::close(fd);
       return;
     }
+    set_keepalive(fd, ch_.policy.keepalive);
+    guards_[slot].reset();
     ClientEntry& e = table_[slot];
     fill_name(e, slot);
     e.addr = peer;
@@ -91,7 +95,19 @@ class TcpServer {
       ch_.clients.TcpClientNum.store(static_cast<uint16_t>(slot));
       return true;
     }
-    process_client(ch_, e, buf_, static_cast<size_t>(n));
+    // A browser's request (a page of any site can make one) never reaches the MCU.
+    std::string forward;
+    bool commands = guards_[slot].feed(buf_, static_cast<size_t>(n), forward);
+    if (!forward.empty()) process_client(ch_, e, forward.data(), forward.size());
+    if (!commands) {
+      std::fprintf(ch_.board.out, "TCP Client[%.2d] sent an HTTP %s, connection closed\n", slot,
+                   guards_[slot].refused() == LineKind::kHostHeader ? "Host: header" : "request line");
+      std::fflush(ch_.board.out);
+      std::lock_guard<std::mutex> hold(ch_.send_lock);
+      e.fd.store(-1);
+      ::close(fd);
+      return true;
+    }
     firstInput_ = 2;
     ch_.clients.TcpClientNum.store(static_cast<uint16_t>(slot));
     return true;
@@ -103,6 +119,7 @@ class TcpServer {
   int maxi_ = -1;
   int firstInput_ = 0;  // one flag for the whole server, reset by every accept
   char buf_[kReceive + 1] = {};
+  std::vector<HttpGuard> guards_ = std::vector<HttpGuard>(kClientSlots);  // one per slot
 };
 
 }  // namespace
@@ -114,7 +131,7 @@ ssize_t process_client(Channels& ch, ClientEntry&, const char* buffer, size_t le
 int tcp_server(Channels& ch, const std::string& port) {
   ch.board.nvram.get("wan_ipaddr");
   int listen_fd = listen_tcp_or_exit(std::atoi(port.c_str()) % 65536, 5, "TCP Creating socket failed.",
-                                     "TCP Bind error.", "TCP listen() error\n");
+                                     "TCP Bind error.", "TCP listen() error\n", ch.policy.tcp_bind);
   ch.tcp_port.store(bound_port(listen_fd));
   TcpServer(ch, listen_fd).run();
   ::close(listen_fd);

@@ -81,7 +81,7 @@ std::string handshake_response(const std::string& request) {
   return answer;
 }
 
-int shakehands(int fd) {
+int shakehands(int fd, const std::function<std::string(const std::string& request)>& refuse) {
   std::string request;
   char chunk[1024];
   while (request.find("\r\n\r\n") == std::string::npos && request.size() < kHandshakeMax) {
@@ -92,6 +92,13 @@ int shakehands(int fd) {
       break;
     }
     request.append(chunk, static_cast<size_t>(r));
+  }
+  if (refuse) {
+    std::string refusal = refuse(request);
+    if (!refusal.empty()) {
+      send_all(fd, refusal.data(), refusal.size());
+      return -1;
+    }
   }
   std::string answer = handshake_response(request);
   if (answer.empty()) return -1;

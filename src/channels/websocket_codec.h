@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include <openssl/ssl.h>
@@ -45,8 +46,10 @@ std::string websocket_accept(const std::string& key);
 // The answer to a whole opening request, or "" when it carries no key line.
 std::string handshake_response(const std::string& request);
 // Reads the request (several reads if need be, up to 8 KiB, until the blank
-// line) and answers it. 0 when answered, -1 when not.
-int shakehands(int fd);
+// line) and answers it. 0 when answered, -1 when not. A refuse step, when
+// given, sees the request first: a text it returns is sent instead of the
+// answer (and the result is -1).
+int shakehands(int fd, const std::function<std::string(const std::string& request)>& refuse = nullptr);
 
 // Reads a client frame head. 0, or -1 (after perror) when the peer is gone
 // or a read failed.

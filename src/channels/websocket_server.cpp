@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "channels/live_report.h"
+#include "channels/origin.h"
+#include "channels/tls.h"
 
 namespace channels {
 
@@ -19,7 +21,9 @@ bool starts_with(const std::string& text, const char* prefix) { return text.rfin
 
 class WebSocketServer {
  public:
-  WebSocketServer(Channels& ch, int listen_fd) : ch_(ch), table_(ch.clients.WebTcpClient), listen_fd_(listen_fd) {}
+  WebSocketServer(Channels& ch, int listen_fd) : ch_(ch), table_(ch.clients.WebTcpClient), listen_fd_(listen_fd) {
+    if (ch.policy.ws_tls) tls_ = std::make_unique<TlsBridge>(ch.policy.ws_tls);
+  }
 
   void run() {
     for (auto& e : table_) e.fd.store(-1);
@@ -45,10 +49,14 @@ class WebSocketServer {
       std::perror("TCP Accept() error\n");
       return;
     }
+    set_keepalive(fd, ch_.policy.keepalive);
+    if (tls_ && (fd = tls_->adopt(fd)) < 0) return;  // from here on the connection's bytes are plain
     // A peer that never finishes its request must not hold the GUI channel.
     timeval limit{5, 0};
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    int answered = shakehands(fd);
+    int answered = shakehands(fd, [this](const std::string& request) {
+      return origin_refusal(request, ch_.policy.ws_allow_origins, ch_.board.out);
+    });
     timeval none{0, 0};
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &none, sizeof none);
     ClientEntry* free_slot = nullptr;
@@ -104,12 +112,13 @@ class WebSocketServer {
   Channels& ch_;
   ClientTable& table_;
   int listen_fd_;
+  std::unique_ptr<TlsBridge> tls_;  // with --ws-tls
 };
 
 }  // namespace
 
-int passive_server(int port, int backlog) {
-  return listen_tcp_or_exit(port, backlog, "socket", "bind", "listen");
+int passive_server(int port, int backlog, const std::string& bind_addr) {
+  return listen_tcp_or_exit(port, backlog, "socket", "bind", "listen", bind_addr);
 }
 
 void act_on_message(Channels& ch, const std::string& text) {
@@ -130,7 +139,7 @@ void act_on_message(Channels& ch, const std::string& text) {
 }
 
 int telnet_server(Channels& ch, int port) {
-  int listen_fd = passive_server(port, 1024);
+  int listen_fd = passive_server(port, 1024, ch.policy.ws_bind);
   ch.websocket_port.store(bound_port(listen_fd));
   WebSocketServer(ch, listen_fd).run();
   ::close(listen_fd);

@@ -14,7 +14,7 @@ inline constexpr uint64_t kFrameMax = 65536;  // larger frames close the connect
 
 // The listening socket on every local address; bind or listen failures end
 // the process (status 1).
-int passive_server(int port, int backlog);
+int passive_server(int port, int backlog, const std::string& bind_addr = "");
 // Serves until the channels stop (returns 0).
 int telnet_server(Channels& ch, int port = kWebSocketPort);
 // What one GUI message does after its echo.
