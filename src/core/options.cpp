@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "channels/http_server.h"
+
 namespace core {
 
 namespace {
@@ -12,7 +14,7 @@ namespace {
 void usage(std::FILE* to) {
   std::fprintf(to,
                "usage: pdud [--root DIR] [--host] [--serial PATH] [--settle-ms N]\n"
-               "            [--tcp-server] [--websocket] [--ws-port N]\n"
+               "            [--tcp-server] [--websocket] [--ws-port N] [--http [ADDR:]PORT]\n"
                "  --root DIR     resolve every file of the unit under DIR (default /)\n"
                "  --host         development machine: nvram in files under the root, board\n"
                "                 programs journaled to ROOT/var/log/commands.log (needs --root)\n"
@@ -20,7 +22,9 @@ void usage(std::FILE* to) {
                "  --settle-ms N  wait N ms after opening the line (default 4000)\n"
                "  --tcp-server   serve the raw TCP command port (nvram TCPPORT)\n"
                "  --websocket    serve the web GUI's WebSocket channel\n"
-               "  --ws-port N    its port (default 45678)\n");
+               "  --ws-port N    its port (default 45678)\n"
+               "  --http [ADDR:]PORT  serve /metrics, /api/state and the dashboard (ADDR:\n"
+               "                 127.0.0.1 with --host, every address otherwise)\n");
 }
 
 bool number(const char* text, long lo, long hi, long* out) {
@@ -34,13 +38,14 @@ bool number(const char* text, long lo, long hi, long* out) {
 }  // namespace
 
 bool parse_options(int argc, char** argv, Options& out, int* status) {
-  enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion };
+  enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion, kHttp };
   static const option longopts[] = {
       {"root", required_argument, nullptr, kRoot},   {"host", no_argument, nullptr, kHost},
       {"serial", required_argument, nullptr, kSerial}, {"settle-ms", required_argument, nullptr, kSettle},
       {"tcp-server", no_argument, nullptr, kTcp},      {"websocket", no_argument, nullptr, kWs},
       {"ws-port", required_argument, nullptr, kWsPort}, {"help", no_argument, nullptr, kHelp},
-      {"version", no_argument, nullptr, kVersion},     {nullptr, 0, nullptr, 0}};
+      {"version", no_argument, nullptr, kVersion},     {"http", required_argument, nullptr, kHttp},
+      {nullptr, 0, nullptr, 0}};
   bool root_given = false;
   optind = 1;
   int c;
@@ -68,6 +73,7 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
         }
         out.ws_port = static_cast<int>(v);
         break;
+      case kHttp: out.http = optarg; break;
       case kHelp: usage(stdout); *status = 0; return false;
       case kVersion: std::printf("pdud %s\n", PDUD_VERSION); *status = 0; return false;
       default: usage(stderr); *status = 2; return false;
@@ -75,6 +81,12 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
   }
   if (optind < argc) {
     std::fprintf(stderr, "pdud: unexpected argument '%s'\n", argv[optind]);
+    *status = 2;
+    return false;
+  }
+  channels::HttpAddress address;
+  if (!out.http.empty() && !channels::parse_http_address(out.http, out.host, address)) {
+    std::fprintf(stderr, "pdud: --http wants [ADDR:]PORT, not '%s'\n", out.http.c_str());
     *status = 2;
     return false;
   }

@@ -11,6 +11,7 @@ struct Options {
   bool tcp_server = false;
   bool websocket = false;
   int ws_port = 45678;
+  std::string http;  // --http [ADDR:]PORT; empty: no HTTP server
 };
 
 // Parses the command line. On --help/--version or a bad option it prints

@@ -52,6 +52,7 @@ void SerialReader::on_byte(char c) {
   empty_reads_ = 0;
   buf_[n_++] = c;
   if (n_ >= kOverflowAt) {
+    state_.dropped_by_reader.fetch_add(1);
     board_.print("Long data for COMMANDMAX bengin--------------!\n");
     board_.print("buf: %zu\n", std::strlen(buf_.data()));
     n_ = 0;
@@ -82,6 +83,7 @@ void SerialReader::on_silence() {
 }
 
 void SerialReader::flush_by_silence() {
+  state_.note_mcu_message();
   output_.to_tcp_client(buf_.data(), n_);
   if (!std::strstr(buf_.data(), "\n\r")) queue_copy(buf_.data());
   reset();
@@ -89,6 +91,7 @@ void SerialReader::flush_by_silence() {
 
 void SerialReader::end_by_crlf() {
   char* msg = buf_.data();
+  state_.note_mcu_message();
   if (state_._checkWebSocketReflesh.load() == 0) {
     for (const char* mic : kMicLevels) {
       if (std::strstr(msg, mic)) {
@@ -98,6 +101,7 @@ void SerialReader::end_by_crlf() {
     }
   }
   if (std::strlen(msg) < n_ - 1) {
+    state_.dropped_by_reader.fetch_add(1);
     board_.print("buff[1857:20250217]%s\n", msg);
     reset();
     state_.CheckStatusMode.store(0);
