@@ -102,7 +102,8 @@ void configure(httplib::Server& svr, Channels& ch, std::shared_ptr<std::atomic<i
   svr.new_task_queue = [active] { return new BoundedPool(kHttpWorkers, kHttpQueued, *active); };
   svr.set_read_timeout(kHttpTimeoutSeconds, 0);
   svr.set_write_timeout(kHttpTimeoutSeconds, 0);
-  svr.set_keep_alive_timeout(kHttpTimeoutSeconds);
+  // An idle connection, or one after an answer to a bad request, ends soon.
+  svr.set_keep_alive_timeout(1);
   svr.set_keep_alive_max_count(100);
   svr.set_payload_max_length(1024);  // read-only: no request needs a body
   svr.set_default_headers({{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}});
@@ -115,8 +116,10 @@ void configure(httplib::Server& svr, Channels& ch, std::shared_ptr<std::atomic<i
     res.set_content(short_reason(405), "text/plain");
     return httplib::Server::HandlerResponse::Handled;
   });
+  // A peer that sent something wrong gets a short answer and the connection ends.
   svr.set_error_handler([](const httplib::Request&, httplib::Response& res) {
     if (res.body.empty()) res.set_content(short_reason(res.status), "text/plain");
+    if (res.status == 400 || res.status >= 413) res.set_header("Connection", "close");
   });
   svr.set_exception_handler([](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
     res.status = 500;

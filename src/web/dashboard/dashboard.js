@@ -52,8 +52,10 @@ function drawChart(now) {
   const svg = $("chart");
   const W = 600, H = 160, pad = 4;
   while (history.length && history[0][0] < now - HISTORY_SECONDS * 1000) history.shift();
+  // The window grows with the history, from 20 seconds up to five minutes.
+  const span = Math.min(HISTORY_SECONDS * 1000, Math.max(20000, history.length ? now - history[0][0] : 0));
   const max = Math.max(10, ...history.map((p) => p[1])) * 1.15;
-  const x = (t) => ((t - (now - HISTORY_SECONDS * 1000)) / (HISTORY_SECONDS * 1000)) * W;
+  const x = (t) => ((t - (now - span)) / span) * W;
   const y = (w) => H - pad - (w / max) * (H - 2 * pad);
   let grid = "";
   for (let i = 1; i < 4; i++) grid += `<line class="grid" x1="0" x2="${W}" y1="${(H * i) / 4}" y2="${(H * i) / 4}"/>`;
@@ -64,7 +66,7 @@ function drawChart(now) {
     area = `<polygon class="area" points="${x(history[0][0]).toFixed(1)},${H} ${pts.join(" ")} ${x(history[history.length - 1][0]).toFixed(1)},${H}"/>`;
   }
   svg.innerHTML = grid + area + line + `<text x="4" y="14">${max.toFixed(0)} W</text>`;
-  $("chart-range").textContent = "last " + HISTORY_SECONDS / 60 + " min";
+  $("chart-range").textContent = "last " + (span < 90000 ? Math.round(span / 1000) + " s" : Math.round(span / 60000) + " min");
 }
 
 function render(s) {
