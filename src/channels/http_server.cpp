@@ -1,7 +1,13 @@
 #include "channels/http_server.h"
 
 #include <httplib.h>
+#include <arpa/inet.h>
 #include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
 
 #include <atomic>
 #include <cerrno>
@@ -77,6 +83,105 @@ class BoundedPool : public httplib::TaskQueue {
   bool shutdown_ = false;
 };
 
+using SteadyClock = std::chrono::steady_clock;
+
+// A connection's stream with a deadline for the whole request: every wait for
+// the peer is bounded by the per-read timeout and by what is left of the
+// request's time, so a peer that trickles a byte now and then is cut off too.
+class DeadlineStream : public httplib::Stream {
+ public:
+  explicit DeadlineStream(int fd) : fd_(fd) {}
+  void start_request() { deadline_ = SteadyClock::now() + std::chrono::seconds(kHttpRequestSeconds); }
+
+  bool is_readable() const override { return have_ < got_ || wait(POLLIN); }
+  bool is_writable() const override { return wait(POLLOUT); }
+  ssize_t read(char* ptr, size_t size) override {
+    if (have_ == got_) {
+      if (!wait(POLLIN)) return -1;
+      ssize_t n;
+      do n = ::recv(fd_, buf_, sizeof buf_, 0);
+      while (n < 0 && errno == EINTR);
+      if (n <= 0) return n;
+      have_ = 0;
+      got_ = static_cast<size_t>(n);
+    }
+    size_t n = std::min(size, got_ - have_);
+    std::memcpy(ptr, buf_ + have_, n);
+    have_ += n;
+    return static_cast<ssize_t>(n);
+  }
+  ssize_t write(const char* ptr, size_t size) override {
+    if (!wait(POLLOUT)) return -1;
+    ssize_t n;
+    do n = ::send(fd_, ptr, size, MSG_NOSIGNAL);
+    while (n < 0 && errno == EINTR);
+    return n;
+  }
+  void get_remote_ip_and_port(std::string& ip, int& port) const override { address(::getpeername, ip, port); }
+  void get_local_ip_and_port(std::string& ip, int& port) const override { address(::getsockname, ip, port); }
+  socket_t socket() const override { return fd_; }
+
+ private:
+  // Ready within the per-read timeout and before the deadline.
+  bool wait(short events) const {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - SteadyClock::now()).count();
+    int ms = static_cast<int>(std::min<long long>(left, kHttpTimeoutSeconds * 1000LL));
+    if (ms <= 0) return false;
+    pollfd p{fd_, events, 0};
+    int r;
+    do r = ::poll(&p, 1, ms);
+    while (r < 0 && errno == EINTR);
+    return r > 0 && !(p.revents & (POLLERR | POLLNVAL));
+  }
+  static void address(int (*get)(int, sockaddr*, socklen_t*), int fd, std::string& ip, int& port) {
+    sockaddr_storage a{};
+    socklen_t len = sizeof a;
+    char text[INET6_ADDRSTRLEN] = "";
+    port = -1;
+    if (get(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0) return;
+    if (a.ss_family == AF_INET) {
+      auto* v4 = reinterpret_cast<sockaddr_in*>(&a);
+      ::inet_ntop(AF_INET, &v4->sin_addr, text, sizeof text);
+      port = ntohs(v4->sin_port);
+    } else if (a.ss_family == AF_INET6) {
+      auto* v6 = reinterpret_cast<sockaddr_in6*>(&a);
+      ::inet_ntop(AF_INET6, &v6->sin6_addr, text, sizeof text);
+      port = ntohs(v6->sin6_port);
+    }
+    ip = text;
+  }
+  void address(int (*get)(int, sockaddr*, socklen_t*), std::string& ip, int& port) const { address(get, fd_, ip, port); }
+
+  int fd_;
+  SteadyClock::time_point deadline_ = SteadyClock::now();
+  char buf_[4096];
+  size_t have_ = 0, got_ = 0;
+};
+
+// The library's server with the connection loop replaced by one whose stream
+// keeps a deadline per request; the parsing and routing stay the library's.
+class DeadlineServer : public httplib::Server {
+ private:
+  bool process_and_close_socket(socket_t sock) override {
+    DeadlineStream strm(sock);
+    bool ok = false;
+    for (size_t left = keep_alive_max_count_; left > 0 && svr_sock_ != INVALID_SOCKET; --left) {
+      pollfd p{sock, POLLIN, 0};  // the next request, or an idle peer's end
+      int r;
+      do r = ::poll(&p, 1, static_cast<int>(keep_alive_timeout_sec_ * 1000));
+      while (r < 0 && errno == EINTR);
+      if (r <= 0) break;
+      strm.start_request();
+      bool closed = false;
+      ok = process_request(strm, left == 1, closed, nullptr);
+      if (!ok || closed) break;
+    }
+    ::shutdown(sock, SHUT_RDWR);
+    ::close(sock);
+    return ok;
+  }
+};
+
 const char* short_reason(int status) {
   switch (status) {
     case 400: return "bad request\n";
@@ -100,8 +205,6 @@ std::string literal(const std::string& path) {
 
 void configure(httplib::Server& svr, Channels& ch, std::shared_ptr<std::atomic<int>> active) {
   svr.new_task_queue = [active] { return new BoundedPool(kHttpWorkers, kHttpQueued, *active); };
-  svr.set_read_timeout(kHttpTimeoutSeconds, 0);
-  svr.set_write_timeout(kHttpTimeoutSeconds, 0);
   // An idle connection, or one after an answer to a bad request, ends soon.
   svr.set_keep_alive_timeout(1);
   svr.set_keep_alive_max_count(100);
@@ -166,7 +269,7 @@ bool parse_http_address(const std::string& text, bool host_mode, HttpAddress& ou
 }
 
 std::thread start_http_server(Channels& ch, const HttpAddress& address) {
-  auto svr = std::make_shared<httplib::Server>();
+  auto svr = std::make_shared<DeadlineServer>();
   auto active = std::make_shared<std::atomic<int>>(0);
   configure(*svr, ch, active);
   if (address.host.find(':') != std::string::npos) svr->set_address_family(AF_INET6);

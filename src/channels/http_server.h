@@ -6,8 +6,8 @@
 //   GET /            the dashboard, whose files are built into the binary
 // It runs on threads of its own and reads only nvram and atomics, so a slow or
 // hostile client never holds up the MCU reader or the worker. Requests are
-// bounded in size, in time between received bytes, and in how many are served
-// at once.
+// bounded in size, in time (between bytes and in all), and in how many are
+// served at once.
 #include <cstddef>
 #include <string>
 #include <thread>
@@ -29,6 +29,7 @@ bool parse_http_address(const std::string& text, bool host_mode, HttpAddress& ou
 inline constexpr int kHttpWorkers = 4;       // requests served at once
 inline constexpr int kHttpQueued = 8;        // accepted connections waiting for a worker
 inline constexpr int kHttpTimeoutSeconds = 3;  // the most a peer may stay silent mid-request
+inline constexpr int kHttpRequestSeconds = 5;  // the most one request may take, answer included
 
 // Binds, prints "pdud: serving HTTP on http://ADDR:PORT/" and returns the
 // thread that serves until the channels stop. An empty thread when the address
