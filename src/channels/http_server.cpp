@@ -1,16 +1,15 @@
 #include "channels/http_server.h"
 
-#include <httplib.h>
 #include <arpa/inet.h>
+#include <httplib.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
