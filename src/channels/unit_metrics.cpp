@@ -198,7 +198,7 @@ UnitSnapshot take_snapshot(Channels& ch, int http_clients) {
   UnitSnapshot s;
   Reader r{ch.board.nvram, s};
   s.model = ch.board.nvram.model();
-  s.raw.emplace_back("ZLTMerge", s.model);
+  if (!s.model.empty()) s.raw.emplace_back("ZLTMerge", s.model);
   s.title = r.get("TitleLabel");
   std::optional<std::string> tip = r.get("Tipoutlet");
   int count = outlet_count(s.model);
