@@ -1,18 +1,20 @@
 #!/usr/bin/env bash
-# Unpacks the target's OpenSSL (headers and libraries) into build/mipsel-sysroot
-# for the cross-build. The mipsel packages are unpacked, not installed, so they
-# never clash with the host's OpenSSL. Does nothing when the sysroot is complete.
+# Unpacks the target's OpenSSL and cpp-httplib (headers and libraries, with the
+# libraries cpp-httplib links) into build/mipsel-sysroot for the cross-build.
+# The mipsel packages are unpacked, not installed, so they never clash with the
+# host's. Does nothing when the sysroot is complete.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 sysroot=build/mipsel-sysroot
 debs=build/mipsel-debs
-[ -f "$sysroot/.complete" ] && exit 0
+[ -f "$sysroot/.complete" ] && [ -f "$sysroot/usr/include/httplib.h" ] && exit 0
 
 download() {
   rm -rf "$debs"
   mkdir -p "$debs"
-  (cd "$debs" && apt-get download libssl-dev:mipsel libssl3:mipsel)
+  (cd "$debs" && apt-get download libssl-dev:mipsel libssl3:mipsel libcpp-httplib-dev:mipsel \
+    libcpp-httplib0.11:mipsel zlib1g:mipsel libbrotli1:mipsel)
 }
 
 if ! download; then
@@ -31,4 +33,5 @@ for deb in "$debs"/*.deb; do
 done
 test -f "$sysroot/usr/include/openssl/ssl.h"
 test -e "$sysroot/usr/lib/mipsel-linux-gnu/libcrypto.so"
+test -e "$sysroot/usr/lib/mipsel-linux-gnu/libcpp-httplib.so"
 touch "$sysroot/.complete"

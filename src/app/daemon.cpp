@@ -17,6 +17,7 @@
 #include "board/board.h"
 #include "channels/channels.h"
 #include "channels/fd_passing.h"
+#include "channels/http_server.h"
 #include "channels/forwarding.h"
 #include "channels/segments.h"
 #include "channels/tls.h"
@@ -207,6 +208,12 @@ int run_daemon(const Options& o) {
       tcp_tid = static_cast<unsigned long>(servers.threads.back().native_handle());
     }
     if (o.websocket) servers.threads.push_back(channels::start_websocket_server(ch, o.ws_port));
+    channels::HttpAddress http;
+    if (!o.http.empty() && channels::parse_http_address(o.http, o.host, http)) {
+      std::thread t = channels::start_http_server(ch, http);
+      if (!t.joinable()) return 1;
+      servers.threads.push_back(std::move(t));
+    }
   } catch (const std::system_error&) {
     std::printf("Create thread error!\n");
     return 1;

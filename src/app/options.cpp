@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "channels/http_server.h"
+
 namespace app {
 
 namespace {
@@ -13,7 +15,7 @@ namespace {
 void usage(std::FILE* to) {
   std::fprintf(to,
                "usage: pdud [--root DIR] [--host] [--serial PATH] [--settle-ms N]\n"
-               "            [--tcp-server] [--websocket] [--ws-port N]\n"
+               "            [--tcp-server] [--websocket] [--ws-port N] [--http [ADDR:]PORT]\n"
                "            [--tcp-bind ADDR] [--ws-bind ADDR] [--ws-allow-origin ORIGIN]...\n"
                "            [--ws-tls CERT KEY]\n"
                "  --root DIR     resolve every file of the unit under DIR (default /)\n"
@@ -31,7 +33,9 @@ void usage(std::FILE* to) {
                "                 GUI channel besides the unit's own pages (repeatable)\n"
                "  --ws-tls CERT KEY\n"
                "                 serve the GUI channel over TLS (wss) with these PEM files\n"
-               "                 (on the unit /user/local/server.pem /user/local/privkey.pem)\n");
+               "                 (on the unit /user/local/server.pem /user/local/privkey.pem)\n"
+               "  --http [ADDR:]PORT  serve /metrics, /api/state and the dashboard (ADDR:\n"
+               "                 127.0.0.1 with --host, every address otherwise)\n");
 }
 
 bool number(const char* text, long lo, long hi, long* out) {
@@ -46,7 +50,7 @@ bool number(const char* text, long lo, long hi, long* out) {
 
 bool parse_options(int argc, char** argv, Options& out, int* status) {
   enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion,
-         kTcpBind, kWsBind, kWsAllowOrigin, kWsTls };
+         kTcpBind, kWsBind, kWsAllowOrigin, kWsTls, kHttp };
   static const option longopts[] = {
       {"root", required_argument, nullptr, kRoot},   {"host", no_argument, nullptr, kHost},
       {"serial", required_argument, nullptr, kSerial}, {"settle-ms", required_argument, nullptr, kSettle},
@@ -55,7 +59,8 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
       {"version", no_argument, nullptr, kVersion},
       {"tcp-bind", required_argument, nullptr, kTcpBind}, {"ws-bind", required_argument, nullptr, kWsBind},
       {"ws-allow-origin", required_argument, nullptr, kWsAllowOrigin},
-      {"ws-tls", required_argument, nullptr, kWsTls},  {nullptr, 0, nullptr, 0}};
+      {"ws-tls", required_argument, nullptr, kWsTls},  {"http", required_argument, nullptr, kHttp},
+      {nullptr, 0, nullptr, 0}};
   bool root_given = false;
   optind = 1;
   int c;
@@ -105,6 +110,7 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
         out.ws_tls_cert = optarg;
         out.ws_tls_key = argv[optind++];
         break;
+      case kHttp: out.http = optarg; break;
       case kHelp: usage(stdout); *status = 0; return false;
       case kVersion: std::printf("pdud %s\n", PDUD_VERSION); *status = 0; return false;
       default: usage(stderr); *status = 2; return false;
@@ -112,6 +118,12 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
   }
   if (optind < argc) {
     std::fprintf(stderr, "pdud: unexpected argument '%s'\n", argv[optind]);
+    *status = 2;
+    return false;
+  }
+  channels::HttpAddress address;
+  if (!out.http.empty() && !channels::parse_http_address(out.http, out.host, address)) {
+    std::fprintf(stderr, "pdud: --http wants [ADDR:]PORT, not '%s'\n", out.http.c_str());
     *status = 2;
     return false;
   }

@@ -17,6 +17,7 @@ struct Options {
   std::string ws_bind;                        // --ws-bind ADDR
   std::vector<std::string> ws_allow_origins;  // --ws-allow-origin ORIGIN, repeatable
   std::string ws_tls_cert, ws_tls_key;        // --ws-tls CERT KEY
+  std::string http;  // --http [ADDR:]PORT; empty: no HTTP server
 };
 
 // Parses the command line. On --help/--version or a bad option it prints

@@ -47,7 +47,9 @@ bool SettingsFile::change(std::string_view pattern, bool anchored, bool do_delet
     out.append(first_line(value));
     out += '\n';
   }
-  return files_.replace(unit_path_, out);
+  bool ok = files_.replace(unit_path_, out);
+  (ok ? commits_ : failed_commits_).fetch_add(1);
+  return ok;
 }
 
 bool SettingsFile::set(std::string_view key, std::string_view value) {

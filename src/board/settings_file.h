@@ -9,6 +9,7 @@
 //  - update_config: only the lines that begin with "KEY=".
 // A value is stored as it stands, single quotes included, but cut at its first
 // CR or LF so that MCU text can never forge a second line.
+#include <atomic>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -43,6 +44,10 @@ class SettingsFile {
 
   std::string path() const { return files_.path(unit_path_); }
 
+  // Replacements of the file made, and those that failed (any thread may read).
+  unsigned long commit_count() const { return commits_.load(); }
+  unsigned long failed_commit_count() const { return failed_commits_.load(); }
+
  private:
   // Drop lines matching pattern (contains, or begins with when anchored) and
   // append the line, in one atomic replacement. Either half may be skipped.
@@ -51,6 +56,8 @@ class SettingsFile {
 
   const Files& files_;
   std::string unit_path_;
+  std::atomic<unsigned long> commits_{0};
+  std::atomic<unsigned long> failed_commits_{0};
 };
 
 // "value" up to its first CR or LF.

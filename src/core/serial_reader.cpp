@@ -50,6 +50,7 @@ void SerialReader::on_byte(char c) {
   empty_reads_ = 0;
   buf_[n_++] = c;
   if (n_ >= kOverflowAt) {
+    state_.dropped_by_reader.fetch_add(1);
     board_.print("Long data for COMMANDMAX bengin--------------!\n");
     board_.print("buf: %zu\n", std::strlen(buf_.data()));
     n_ = 0;
@@ -80,6 +81,7 @@ void SerialReader::on_silence() {
 }
 
 void SerialReader::flush_by_silence() {
+  state_.note_mcu_message();
   output_.to_tcp_client(buf_.data(), n_);
   if (!std::strstr(buf_.data(), "\n\r")) queue_copy(buf_.data());
   reset();
@@ -87,6 +89,7 @@ void SerialReader::flush_by_silence() {
 
 void SerialReader::end_by_crlf() {
   char* msg = buf_.data();
+  state_.note_mcu_message();
   if (state_._checkWebSocketReflesh.load() == 0) {
     for (const char* mic : kMicLevels) {
       if (std::strstr(msg, mic)) {
@@ -96,6 +99,7 @@ void SerialReader::end_by_crlf() {
     }
   }
   if (std::strlen(msg) < n_ - 1) {
+    state_.dropped_by_reader.fetch_add(1);
     board_.print("buff[1857:20250217]%s\n", msg);
     reset();
     state_.CheckStatusMode.store(0);

@@ -62,6 +62,7 @@ int ThreadPool::remove_half_tasks() {
   if (count_ == 0) return 0;
   int k = count_ / 2;
   if (k < 1) k = 1;
+  state_.dropped_by_queue.fetch_add(static_cast<uint32_t>(k));
   std::fprintf(out_, "队列已满，开始移除 %d 个任务（当前大小: %d）\n", k, count_);
   std::vector<Message> fresh(capacity_);
   int kept = 0;
@@ -96,7 +97,10 @@ void ThreadPool::worker_thread() {
       --count_;
       busy_ = true;
     }
-    if (message[0] != '\0') interpret_(message.get());
+    if (message[0] != '\0') {
+      interpret_(message.get());
+      state_.messages_interpreted.fetch_add(1);
+    }
     message.reset();
     {
       std::lock_guard<std::mutex> hold(lock_);

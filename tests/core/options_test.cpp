@@ -2,6 +2,7 @@
 
 #include "app/daemon.h"
 #include "app/options.h"
+#include "channels/http_server.h"
 
 namespace {
 
@@ -30,6 +31,11 @@ TEST(Options, ParsesTheCommandLine) {
       {{"--bogus"}, false, 2},
       {{"extra"}, false, 2},
       {{"--help"}, false, 0},
+      {{"--http", "8080"}, true, 0},
+      {{"--http", "[::1]:8080"}, true, 0},
+      {{"--http", "0.0.0.0:"}, false, 2},
+      {{"--http", "99999"}, false, 2},
+      {{"--http", "::1:80"}, false, 2},
   };
   for (const auto& c : cases) {
     std::vector<char*> argv{const_cast<char*>("pdud")};
@@ -49,6 +55,24 @@ TEST(Options, ParsesTheCommandLine) {
     if (!ok && c.status == 2) {
       EXPECT_NE(err.find("pdud"), std::string::npos) << "a clear message";
     }
+  }
+}
+
+TEST(Options, HttpListensOnLoopbackOnADevelopmentMachineAndEverywhereOnTheUnit) {
+  struct Case {
+    const char* text;
+    bool host_mode;
+    const char* host;
+    int port;
+  } cases[] = {{"9100", true, "127.0.0.1", 9100},
+               {"9100", false, "0.0.0.0", 9100},
+               {"192.168.1.5:80", false, "192.168.1.5", 80},
+               {"[::1]:0", true, "::1", 0}};
+  for (const auto& c : cases) {
+    channels::HttpAddress a;
+    ASSERT_TRUE(channels::parse_http_address(c.text, c.host_mode, a)) << c.text;
+    EXPECT_EQ(a.host, c.host) << c.text;
+    EXPECT_EQ(a.port, c.port) << c.text;
   }
 }
 
