@@ -151,17 +151,13 @@ bool read_replay(const std::string& file, std::vector<std::pair<long, std::strin
   std::string l;
   while (std::getline(in, l)) {
     if (!l.empty() && l.back() == '\r') l.pop_back();
+    if (l.empty()) continue;
     long ms = 0;
-    if (l.size() > 1 && l[0] == '+' && std::isdigit(static_cast<unsigned char>(l[1]))) {
-      size_t used = 0;
-      ms = std::stol(l.substr(1), &used);
-      l = l.substr(1 + used);
-      if (!l.empty() && l[0] != ' ') {
-        ms = 0;
-        l = "+" + l;  // not a delay after all
-      } else if (!l.empty()) {
-        l.erase(0, 1);
-      }
+    size_t i = 1;
+    while (i < l.size() && i < 10 && std::isdigit(static_cast<unsigned char>(l[i]))) ++i;
+    if (l[0] == '+' && i > 1 && (i == l.size() || l[i] == ' ')) {
+      ms = std::stol(l.substr(1, i - 1));
+      l = i < l.size() ? l.substr(i + 1) : "";
     }
     out.emplace_back(ms, l);
   }

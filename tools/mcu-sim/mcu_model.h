@@ -40,6 +40,8 @@ struct Rule {  // one outlet's reaction to the two sensors in one response set
 
 class Mcu;
 
+std::string fmt(const char* format, double value);  // one number, printf-formatted
+
 // A command line matched against a phrase, in which '#' stands for a decimal
 // number: the line, the text after the phrase and the numbers.
 struct Match {
@@ -105,6 +107,10 @@ class Mcu {
   long clock_offset = 0;  // seconds between the unit's clock and the host's
 
   std::string tip(const std::string& event) const;  // "Tip:" + 20-character time stamp + event
+  Lines system_table() const;                        // the system table's header and row
+  // A meter of channel n as the MCU prints it: 'V', 'A', 'W', 'E' (energy), 'F' (power factor).
+  std::string meter(int n, char what) const;
+  double total(double Outlet::*member) const;         // summed over the switched outlets
   double nominal_volts(int n) const;
   void refresh_meters();
 
