@@ -102,18 +102,23 @@ bool parse(int argc, char** argv, Options& o, int* status) {
   return true;
 }
 
-// A new pseudo-terminal; the far end starts raw, so nothing is echoed back
+// Raw 8N1 at 115200 baud: nothing is echoed or translated.
+bool make_raw(int fd) {
+  termios t{};
+  if (tcgetattr(fd, &t) != 0) return false;
+  cfmakeraw(&t);
+  cfsetspeed(&t, B115200);
+  return tcsetattr(fd, TCSANOW, &t) == 0;
+}
+
+// A new pseudo-terminal; its far end starts raw, so nothing is echoed back
 // before pdud sets the line up itself.
 int open_pty(std::string& path) {
   int fd = posix_openpt(O_RDWR | O_NOCTTY);
   if (fd < 0 || grantpt(fd) != 0 || unlockpt(fd) != 0 || !ptsname(fd)) return -1;
   path = ptsname(fd);
   int far = open(path.c_str(), O_RDWR | O_NOCTTY);
-  termios t{};
-  if (far < 0 || tcgetattr(far, &t) != 0) return -1;
-  cfmakeraw(&t);
-  cfsetspeed(&t, B115200);
-  tcsetattr(far, TCSANOW, &t);
+  if (far < 0 || !make_raw(far)) return -1;
   close(far);
   return fd;
 }
@@ -186,6 +191,7 @@ int main(int argc, char** argv) {
 
   std::string path = o.port;
   int fd = o.port.empty() ? open_pty(path) : open(o.port.c_str(), O_RDWR | O_NOCTTY);
+  if (fd >= 0 && !o.port.empty() && isatty(fd) && !make_raw(fd)) fd = -1;
   if (fd < 0) {
     std::fprintf(stderr, "pdu-mcu-sim: cannot open %s: %s\n", o.port.empty() ? "a pseudo-terminal" : o.port.c_str(),
                  std::strerror(errno));
