@@ -1,4 +1,5 @@
 // The commands the simulated MCU accepts, and the lines it answers them with.
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -39,14 +40,18 @@ int ocdt_ms(const std::string& text) {
   return ms;
 }
 
+// The line against a phrase in which '#' stands for a decimal number (kept
+// below a million; the commands range-check it).
 bool match(const char* phrase, const std::string& line, Match& m) {
   size_t i = 0;
   int numbers = 0;
   for (const char* p = phrase; *p; ++p) {
     if (*p == '#') {
       if (i >= line.size() || !std::isdigit(static_cast<unsigned char>(line[i]))) return false;
-      m.n[numbers++] = std::atoi(line.c_str() + i);
-      while (i < line.size() && std::isdigit(static_cast<unsigned char>(line[i]))) ++i;
+      long value = 0;
+      for (; i < line.size() && std::isdigit(static_cast<unsigned char>(line[i])); ++i)
+        value = std::min(value * 10 + (line[i] - '0'), 999999L);
+      m.n[numbers++] = static_cast<int>(value);
     } else if (i >= line.size() || line[i++] != *p) {
       return false;
     }
@@ -553,7 +558,7 @@ Lines Mcu::handle(const std::string& line) {
     if (out.empty()) break;
     return out;
   }
-  return {"[FAIL]Unknown Or Invalid Command: " + line};
+  return {"[FAIL]Unknown Or Invalid Command: " + line.substr(0, 80)};
 }
 
 

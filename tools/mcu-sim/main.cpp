@@ -218,6 +218,7 @@ int main(int argc, char** argv) {
   size_t replayed = 0;
   bool connected = !o.port.empty(), done = false;
   std::string input;
+  bool overlong = false;
   int rc = 0;
 
   while (!g_stop && !done) {
@@ -244,6 +245,10 @@ int main(int argc, char** argv) {
       for (size_t eol; (eol = input.find('\n')) != std::string::npos;) {
         std::string cmd = input.substr(0, eol);
         input.erase(0, eol + 1);
+        if (overlong) {  // the end of a line too long to be a command
+          overlong = false;
+          continue;
+        }
         while (!cmd.empty() && (cmd.back() == '\r' || cmd.back() == ' ')) cmd.pop_back();
         // The telnet passthrough tags its commands; the MCU echoes the tag back.
         std::string tag;
@@ -256,7 +261,10 @@ int main(int argc, char** argv) {
         std::printf("mcu< %s\n", cmd.c_str());
         if (o.replay.empty() && !line.send(mcu.handle(cmd), tag)) done = true;
       }
-      if (input.size() > 4096) input.clear();  // no line end in sight: not a command
+      if (input.size() > 4096) {  // no line end in sight: not a command
+        input.clear();
+        overlong = true;
+      }
     }
     const auto now = Clock::now();
     mcu.tick(std::chrono::duration<double>(now - last).count());
