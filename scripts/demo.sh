@@ -10,22 +10,34 @@ build=$(cd "${1:-build/default}" && pwd)
 model=${DEMO_MODEL:-ZLT8AC}
 root=${DEMO_ROOT:-$build/demo-root}
 emu=${PDUD_TEST_EMULATOR:-}   # the emulator in front of cross-built programs
+command -v nc > /dev/null || { echo "demo: nc is missing: install the Debian package netcat-openbsd" >&2; exit 1; }
 for prog in pdud pdu-mcu-sim pdu-nvram; do
   [ -x "$build/$prog" ] || { echo "demo: $build/$prog is missing: build first (make demo does)" >&2; exit 1; }
 done
 nvram() { $emu "$build/pdu-nvram" --root "$root" "$@"; }
 
-in_use() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+# Any TCP socket on the port: listening, connected or lingering in TIME_WAIT
+# (which would keep pdud from binding it).
+in_use() { grep -qi "$(printf ':%04x ' "$1")" /proc/net/tcp /proc/net/tcp6 2>/dev/null; }
 free_port() {
   local p=$1
   while in_use "$p"; do p=$((p + 1)); done
   echo "$p"
 }
-# Waits up to 60 s for a shell condition.
+# Waits up to 60 s for a shell condition, as long as the programs run.
 wait_for() {
-  for _ in $(seq 600); do eval "$1" && return 0; sleep 0.1; done
+  for _ in $(seq 600); do
+    eval "$1" && return 0
+    for pid in $sim_pid $pdud_pid; do
+      kill -0 "$pid" 2>/dev/null && continue
+      echo "demo: a program ended while waiting for $2; its output:" >&2
+      tail -n 20 "$root/var/log/mcu-sim.log" "$root/var/log/pdud.log" >&2
+      exit 1
+    done
+    sleep 0.1
+  done
   echo "demo: gave up waiting for: $2" >&2
-  return 1
+  exit 1
 }
 
 sim_pid= pdud_pid=
@@ -99,20 +111,32 @@ pdud_pid=$!
 wait_for 'grep -q "pdud: reading the MCU line" "$root/var/log/pdud.log"' "pdud to read the MCU line"
 wait_for 'in_use "$tcp_port"' "pdud's TCP command port $tcp_port"
 
-# Ask for a status dump and switch one outlet, as a user on the TCP port would.
-mcu() { exec 3<>"/dev/tcp/127.0.0.1/$tcp_port"; printf '%s\r\n' "$1" >&3; exec 3>&-; }
-mcu GUISTATUS
-wait_for '[ -n "$(nvram get TotalPower 2>/dev/null)" ]' "the status dump in nvram"
-mcu "Set Outlet 3 OFF"
-wait_for '[ "$(nvram get Tio3 2>/dev/null)" = 1 ] && grep -q "Outlet 3" "$root/user/ZLT.log"' "outlet 3 switched off"
-mcu GUISTATUS
-wait_for '[ "$(nvram get Carrent3 2>/dev/null)" = 0.000A ]' "the meters of outlet 3"
+case $model in ZLT8*) outlets=8 ;; ZLT4*) outlets=4 ;; *) outlets=2 ;; esac
+# Command lines to the MCU, as a user on the TCP port would type them (nc
+# reads what the port says, so that closing never resets the connection).
+mcu() { printf '%s\r\n' "$@" | nc -N 127.0.0.1 "$tcp_port" > /dev/null; }
+# The status dump, and the same values asked one by one (the daemon ignores
+# the dump of some models).
+refresh() {
+  local q=(GUISTATUS GetPowerStatus GetKeyStatus GetRelayStatus GetSystemOverVoltageThreshold
+           GetSystemUnderVoltageThreshold GetTotalCurrent GetTotalPower GetTotalEnergyConsumed GetVoltage GetFrequency) n
+  for n in $(seq "$outlets"); do
+    q+=("GetOutlet $n" "GetOutletMode $n" "GetOutletVoltage $n" "GetOutletCurrent $n" "GetOutletPower $n")
+  done
+  # The clock report comes last: once it is in nvram, so is the rest.
+  nvram unset Energymeasured2 || true
+  mcu "${q[@]}" GUISYSTIME
+  wait_for '[ -n "$(nvram get Energymeasured2 2>/dev/null)" ]' "the unit's values in nvram"
+}
+refresh
+mcu "Set Outlet 2 OFF"
+wait_for '[ "$(nvram get Tio2 2>/dev/null)" = 1 ] && grep -q "Outlet 2" "$root/user/ZLT.log"' "outlet 2 switched off"
+refresh
 
 # --- what the daemon now knows, read back from nvram ------------------------
 declare -A nv
 while IFS= read -r line; do nv[${line%%=*}]=${line#*=}; done < <(nvram show)
 v() { echo "${nv[$1]:-?}"; }
-case $model in ZLT8*) outlets=8 ;; ZLT4*) outlets=4 ;; *) outlets=2 ;; esac
 echo
 echo "pdud demo: model $(v ZLTMerge), title $(v TitleLabel), system power $(v Power), key lock $(v powerlock)," \
      "relay $(v relaypower), over/under voltage $(v VoltageThreshold)/$(v UnderVoltage) V"
@@ -125,9 +149,11 @@ done
 echo "  total $(v TotalCarrent) $(v TotalPower) $(v TotalEnergyConsumed) at $(v Voltage) $(v Frequency)"
 protocols=(? 1-wire I2C Modbus-RTU-RS485 Door Relay)
 for s in 1 2; do
-  power=off; [ "$(v "sensor${s}power")" = 1 ] && power=on
   pro=$(v "sensorpro$s")
-  echo "  sensor $s: $power, ${protocols[${pro:0:1}]:-$pro}, type code $(v "sensortype$s")," \
+  if [ "$pro" = "?" ]; then echo "  sensor $s: not reported (the daemon ignores this model's status dump)"; continue; fi
+  case $pro in [1-5]*) pro=${protocols[${pro:0:1}]} ;; esac
+  power=off; [ "$(v "sensor${s}power")" = 1 ] && power=on
+  echo "  sensor $s: $power, $pro, type code $(v "sensortype$s")," \
        "limits $(v "sensor${s}minvalue")..$(v "sensor${s}maxvalue") $(v "sensor${s}unit")"
 done
 echo "last log lines ($root/user/ZLT.log):"
@@ -138,7 +164,7 @@ cat <<EOF
 
 pdud runs on the simulated MCU. Try:
   type MCU commands:  nc localhost $tcp_port
-                      then Set Outlet 3 ON, GetOutletMode 3, GUISTATUS, SIM OVERLOAD 2, SIM GROUND LOST
+                      then Set Outlet 2 ON, GetOutletMode 2, GUISTATUS, SIM OVERLOAD 2, SIM GROUND LOST
   nvram:              $build/pdu-nvram --root $root show
   settings file:      cat $root/user/argument.text
   logs:               tail -f $root/user/ZLT.log $root/var/log/pdud.log $root/var/log/mcu-sim.log
