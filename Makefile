@@ -1,5 +1,5 @@
 # Wraps the CMake presets. `make test` is the everyday command; `make ci` is what CI runs.
-.PHONY: test ci asan tsan mipsel clean
+.PHONY: test ci asan tsan mipsel clean deps demo
 
 define preset
 	cmake --preset $(1)
@@ -7,8 +7,18 @@ define preset
 	ctest --preset $(1)
 endef
 
-test:
+# Installs the Debian packages that are missing (scripts/install-deps.sh).
+deps:
+	bash scripts/install-deps.sh
+
+test: deps
 	$(call preset,default)
+
+# pdud on a simulated MCU, until Ctrl-C (or DEMO_SECONDS).
+demo: deps
+	cmake --preset default
+	cmake --build --preset default --target pdud pdu-mcu-sim pdu-nvram
+	bash scripts/demo.sh build/default
 
 asan:
 	$(call preset,asan)
@@ -17,6 +27,7 @@ tsan:
 	$(call preset,tsan)
 
 mipsel:
+	bash scripts/install-deps.sh --cross
 	bash cmake/mipsel-sysroot.sh
 	$(call preset,mipsel)
 

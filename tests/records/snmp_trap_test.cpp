@@ -98,7 +98,7 @@ TEST(SnmpTrap, NullArgumentsSendNothing) {
 TEST(SnmpTrap, RealReceiverLogsEachVersion) {
   testing_support::InterpreterHarness h;
   records_testing::Snmptrapd trapd(h.scratch.dir());
-  ASSERT_TRUE(trapd.running()) << "snmptrapd did not start";
+  ASSERT_TRUE(trapd.running()) << "snmptrapd did not start: it comes with the Debian packages snmptrapd and snmp";
   const std::string marker = h.scratch.path("/ran");
 
   struct Case {
