@@ -33,14 +33,14 @@ int parse_measurement_row(Context& ctx, Layout layout, const char* row) {
   const int outlets = measured_outlets(layout);
   if (outlets == 0) return 0;  // no layout: the table stays armed
   int id = 0;
-  for_each_column(row, 7, [&](int column, const char* token) {
+  for_each_token(row, 7, [&](int column, const Token& token) {
     if (column == 0) {
       id = row_identity(token, outlets, true);
       if (id == outlets + 1) ctx.state.CheckStatusMode = kNoTable;
     } else if (id == outlets + 1) {
-      ctx.nvram.set(kTotalKeys[column - 1], token);
+      ctx.nvram.set(kTotalKeys[column - 1], token.verbatim);
     } else if (id != 0 && column <= 5) {
-      ctx.nvram.set(format_key(kOutletKeys[column - 1], id), token);
+      ctx.nvram.set(format_key(kOutletKeys[column - 1], id), token.verbatim);
     }
   });
   return 0;

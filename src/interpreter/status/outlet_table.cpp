@@ -26,15 +26,15 @@ struct OutletRow {
   bool outlet(int last) const { return id >= 1 && id <= last; }
 };
 
-using Column = void (*)(Context& ctx, OutletRow& row, int column, const char* token);
+using Column = void (*)(Context& ctx, OutletRow& row, int column, const Token& token);
 
-void row_id(Context& ctx, OutletRow& row, int, const char* token) {
+void row_id(Context& ctx, OutletRow& row, int, const Token& token) {
   row.id = row_identity(token, row.outlets, true);
   // "SYS" closes the table; the rest of its row is still parsed.
   if (row.id == row.outlets + 1) ctx.state.CheckStatusMode = kNoTable;
 }
 
-void switch_state(Context& ctx, OutletRow& row, int, const char* token) {
+void switch_state(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(row.outlets)) return;
   const std::string key = format_key("Outlet%d", row.id);
   std::string value = outlet_string(ctx, key, "0", 0);
@@ -43,7 +43,7 @@ void switch_state(Context& ctx, OutletRow& row, int, const char* token) {
   if (row.id <= 8) ctx.store(key, value);  // Outlet9 lives in nvram only
 }
 
-void status_word(Context& ctx, OutletRow& row, int, const char* token) {
+void status_word(Context& ctx, OutletRow& row, int, const Token& token) {
   if (row.id == 0) return;
   // "SYS" names no outlet: its row writes the stored string back as it is.
   if (!row.outlet(row.outlets)) {
@@ -51,28 +51,28 @@ void status_word(Context& ctx, OutletRow& row, int, const char* token) {
     return;
   }
   std::string tip = outlet_string(ctx, "Tipoutlet", "111111111", static_cast<size_t>(row.id - 1));
-  const char code = outlet_status_code(token);
+  const char code = outlet_status_code(token.whole);
   if (code) tip[static_cast<size_t>(row.id - 1)] = code;
   if (row.id == 9 && code == '0') ctx.nvram.set("Tio9", "0");
   ctx.store("Tipoutlet", tip);
 }
 
-void delay(Context& ctx, OutletRow& row, int column, const char* token) {
+void delay(Context& ctx, OutletRow& row, int column, const Token& token) {
   static const char* const kDelayKeys[] = {"Powerdelay%d", "Poweroffdelay%d", "Restadelay%d",
                                            "ResetDelay%d"};
   if (!row.outlet(8)) return;
-  ctx.store(format_key(kDelayKeys[column - 3], row.id), token);
+  ctx.store(format_key(kDelayKeys[column - 3], row.id), token.verbatim);
 }
 
-void threshold_current(Context& ctx, OutletRow& row, int, const char* token) {
+void threshold_current(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(8)) return;
-  ctx.nvram.set(format_key("Thresholdcurrent%d", row.id), token);
+  ctx.nvram.set(format_key("Thresholdcurrent%d", row.id), token.verbatim);
 }
 
 // OCDT: one delay code per outlet, "n:n:n:n" (ZLT4AC) or eight fields (ZLT8AC).
-void overcurrent_delay(Context& ctx, OutletRow& row, int column, const char* token) {
+void overcurrent_delay(Context& ctx, OutletRow& row, int column, const Token& token) {
   if (!row.outlet(8)) return;
-  ctx.print("OCDT i=%d, _input=%d, avgArr=%s\n", column, row.id, token);
+  ctx.print("OCDT i=%d, _input=%d, avgArr=%s\n", column, row.id, token.verbatim);
   const size_t count = row.layout == Layout::Ac4 ? 4 : 8;
   const std::string old = ctx.nvram.get_or("OCDT", "0:0:0:0");
   std::vector<std::string> fields;
@@ -84,14 +84,14 @@ void overcurrent_delay(Context& ctx, OutletRow& row, int column, const char* tok
   }
   fields.resize(count, "0");
   if (static_cast<size_t>(row.id) <= count) {
-    fields[static_cast<size_t>(row.id - 1)] = std::to_string(map_delay_to_value(token));
+    fields[static_cast<size_t>(row.id - 1)] = std::to_string(map_delay_to_value(token.verbatim));
   }
   std::string joined;
   for (const std::string& field : fields) joined += (joined.empty() ? "" : ":") + field;
   ctx.nvram.set("OCDT", joined);
 }
 
-void output_voltage(Context& ctx, OutletRow& row, int, const char* token) {
+void output_voltage(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(8)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
   std::string codes = outlet_string(ctx, "Dcvoltage", "11111111", at);
@@ -102,7 +102,8 @@ void output_voltage(Context& ctx, OutletRow& row, int, const char* token) {
 }
 
 // Two digits per outlet: "07" for 7, the first two characters from 10 up.
-void voltage_limit(Context& ctx, OutletRow& row, int, const char* token) {
+void voltage_limit(Context& ctx, OutletRow& row, int, const Token& column) {
+  const char* token = column.verbatim;
   if (!row.outlet(8)) return;
   const size_t at = static_cast<size_t>(2 * row.id - 2);
   std::string limits = outlet_string(ctx, "Maxvotagevalue", "0101010101010101", at + 1);
@@ -114,7 +115,7 @@ void voltage_limit(Context& ctx, OutletRow& row, int, const char* token) {
   ctx.store("Maxvotagevalue", limits);
 }
 
-void usb_port(Context& ctx, OutletRow& row, int, const char* token) {
+void usb_port(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(8)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
   std::string usb = outlet_string(ctx, "Outletusb", "00000000", at);
@@ -124,7 +125,7 @@ void usb_port(Context& ctx, OutletRow& row, int, const char* token) {
   ctx.store("Outletusb", usb);
 }
 
-void usb_overload(Context& ctx, OutletRow& row, int, const char* token) {
+void usb_overload(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(8)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
   std::string action = outlet_string(ctx, "Outletusbaction", "00000000", at);
@@ -141,8 +142,8 @@ const Column kDcColumns[] = {row_id, switch_state,   status_word,   delay,    de
 
 template <size_t N>
 void parse_with(Context& ctx, OutletRow& row, const char* text, const Column (&columns)[N]) {
-  for_each_column(text, static_cast<int>(N),
-                  [&](int column, const char* token) { columns[column](ctx, row, column, token); });
+  for_each_token(text, static_cast<int>(N),
+                  [&](int column, const Token& token) { columns[column](ctx, row, column, token); });
 }
 
 }  // namespace
