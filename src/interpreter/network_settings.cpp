@@ -116,33 +116,33 @@ constexpr char kWanNetmask[] = "wan_netmask";
 
 // After the sensor warnings; both firmware forms of each IPv6 message.
 constexpr Recogniser kNetwork[] = {
-    prefix("[SUCCESS]Set TCP/IPv62 IP Address To ", raw_setting<kIPv6IPAddr>),
-    prefix("[SUCCESS]Set TCP/IPv62 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv62 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
-    prefix("[SUCCESS]Set TCP/IPv6 2 IP Address To ", ipv6_setting<kIPv6IPAddr>),
-    prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
-    prefix("[SUCCESS]List Current TCP/IP Address", list_current_addresses),
-    prefix("[SUCCESS]Set TCP/IPv61 IP Address To ", raw_setting<kIpv6Address1>),
-    prefix("[SUCCESS]Set TCP/IPv61 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv61 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
-    prefix("[SUCCESS]Set TCP/IPv6 1 IP Address To ", ipv6_setting<kIpv6Address1>),
-    prefix("[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv6 1 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
-    prefix("[SUCCESS]Set The TCP/IP2 DHCP ON", dhcp_on<kConnectionType>),
-    prefix("[SUCCESS]Set The TCP/IP2 DHCP OFF", dhcp_off<kConnectionType>),
-    prefix("[SUCCESS]Set TCP/IP2 IP Address To ", ipv4_setting<kLanIpaddr>),
-    prefix("[SUCCESS]Set TCP/IP2 Gateway Address To ", ipv4_setting<kLanGateway>),
-    prefix("[SUCCESS]Set TCP/IP2 Subnet Mask To ", ipv4_setting<kLanNetmask>),
-    prefix("[SUCCESS]Set TCP/IP1 IP Address To ", ipv4_setting<kWanIpaddr>),
-    prefix("[SUCCESS]Set TCP/IP1 Gateway Address To ", ipv4_setting<kWanGateway>),
-    prefix("[SUCCESS]Set TCP/IP1 Subnet Mask To ", ipv4_setting<kWanNetmask>),
-    prefix("[SUCCESS]Set The TCP/IP1 DHCP ON", dhcp_on<kWanConnectionMode>),
+    prefix("set-tcp-ipv62-ip-address", "[SUCCESS]Set TCP/IPv62 IP Address To ", raw_setting<kIPv6IPAddr>),
+    prefix("set-tcp-ipv62-gateway-address1", "[SUCCESS]Set TCP/IPv62 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
+    prefix("set-tcp-ipv62-gateway-address2", "[SUCCESS]Set TCP/IPv62 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
+    prefix("set-tcp-ipv6-2-ip-address", "[SUCCESS]Set TCP/IPv6 2 IP Address To ", ipv6_setting<kIPv6IPAddr>),
+    prefix("set-tcp-ipv6-2-gateway-address1", "[SUCCESS]Set TCP/IPv6 2 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
+    prefix("set-tcp-ipv6-2-gateway-address2", "[SUCCESS]Set TCP/IPv6 2 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
+    prefix("list-current-tcp-ip-address", "[SUCCESS]List Current TCP/IP Address", list_current_addresses),
+    prefix("set-tcp-ipv61-ip-address", "[SUCCESS]Set TCP/IPv61 IP Address To ", raw_setting<kIpv6Address1>),
+    prefix("set-tcp-ipv61-gateway-address1", "[SUCCESS]Set TCP/IPv61 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
+    prefix("set-tcp-ipv61-gateway-address2", "[SUCCESS]Set TCP/IPv61 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
+    prefix("set-tcp-ipv6-1-ip-address", "[SUCCESS]Set TCP/IPv6 1 IP Address To ", ipv6_setting<kIpv6Address1>),
+    prefix("set-tcp-ipv6-1-gateway-address1", "[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
+    prefix("set-tcp-ipv6-1-gateway-address2", "[SUCCESS]Set TCP/IPv6 1 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
+    prefix("set-tcp-ip2-dhcp-on", "[SUCCESS]Set The TCP/IP2 DHCP ON", dhcp_on<kConnectionType>),
+    prefix("set-tcp-ip2-dhcp-off", "[SUCCESS]Set The TCP/IP2 DHCP OFF", dhcp_off<kConnectionType>),
+    prefix("set-tcp-ip2-ip-address", "[SUCCESS]Set TCP/IP2 IP Address To ", ipv4_setting<kLanIpaddr>),
+    prefix("set-tcp-ip2-gateway-address", "[SUCCESS]Set TCP/IP2 Gateway Address To ", ipv4_setting<kLanGateway>),
+    prefix("set-tcp-ip2-subnet-mask", "[SUCCESS]Set TCP/IP2 Subnet Mask To ", ipv4_setting<kLanNetmask>),
+    prefix("set-tcp-ip1-ip-address", "[SUCCESS]Set TCP/IP1 IP Address To ", ipv4_setting<kWanIpaddr>),
+    prefix("set-tcp-ip1-gateway-address", "[SUCCESS]Set TCP/IP1 Gateway Address To ", ipv4_setting<kWanGateway>),
+    prefix("set-tcp-ip1-subnet-mask", "[SUCCESS]Set TCP/IP1 Subnet Mask To ", ipv4_setting<kWanNetmask>),
+    prefix("set-tcp-ip1-dhcp-on", "[SUCCESS]Set The TCP/IP1 DHCP ON", dhcp_on<kWanConnectionMode>),
 };
 
 // Tested after every query reply: the last recogniser of the chain.
 constexpr Recogniser kDhcpOff[] = {
-    prefix("[SUCCESS]Set The TCP/IP1 DHCP OFF", dhcp_off<kWanConnectionMode>),
+    prefix("set-tcp-ip1-dhcp-off", "[SUCCESS]Set The TCP/IP1 DHCP OFF", dhcp_off<kWanConnectionMode>),
 };
 
 }  // namespace

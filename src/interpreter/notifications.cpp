@@ -83,10 +83,10 @@ int sensor1_warning(Context& ctx, char* text) { return sensor_warning(ctx, text,
 int sensor2_warning(Context& ctx, char* text) { return sensor_warning(ctx, text, 2); }
 
 const Recogniser kNotifications[] = {
-    prefix("Clue:", clue),
-    prefix("Tip:", tip),
-    prefix("Sensor1Warning:", sensor1_warning),
-    prefix("Sensor2Warning:", sensor2_warning),
+    prefix("clue", "Clue:", clue),
+    prefix("tip", "Tip:", tip),
+    prefix("sensor1warning", "Sensor1Warning:", sensor1_warning),
+    prefix("sensor2warning", "Sensor2Warning:", sensor2_warning),
 };
 
 }  // namespace

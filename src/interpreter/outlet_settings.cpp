@@ -275,50 +275,50 @@ int safe_mode(Context& ctx, char* rest) {
 }
 
 const Recogniser kThresholds[] = {
-    prefix("[SUCCESS]Set Outlet 1 Current Threshold To ", outlet_threshold<1>),
-    prefix("[SUCCESS]Set Outlet 2 Current Threshold To ", outlet_threshold<2>),
-    prefix("[SUCCESS]Set Outlet 3 Current Threshold To ", outlet_threshold<3>),
-    prefix("[SUCCESS]Set Outlet 4 Current Threshold To ", outlet_threshold<4>),
-    prefix("[SUCCESS]Set Outlet 5 Current Threshold To ", outlet_threshold<5>),
-    prefix("[SUCCESS]Set Outlet 6 Current Threshold To ", outlet_threshold<6>),
-    prefix("[SUCCESS]Set Outlet 7 Current Threshold To ", outlet_threshold<7>),
-    prefix("[SUCCESS]Set Outlet 8 Current Threshold To ", outlet_threshold<8>),
+    prefix("set-outlet-1-current-threshold", "[SUCCESS]Set Outlet 1 Current Threshold To ", outlet_threshold<1>),
+    prefix("set-outlet-2-current-threshold", "[SUCCESS]Set Outlet 2 Current Threshold To ", outlet_threshold<2>),
+    prefix("set-outlet-3-current-threshold", "[SUCCESS]Set Outlet 3 Current Threshold To ", outlet_threshold<3>),
+    prefix("set-outlet-4-current-threshold", "[SUCCESS]Set Outlet 4 Current Threshold To ", outlet_threshold<4>),
+    prefix("set-outlet-5-current-threshold", "[SUCCESS]Set Outlet 5 Current Threshold To ", outlet_threshold<5>),
+    prefix("set-outlet-6-current-threshold", "[SUCCESS]Set Outlet 6 Current Threshold To ", outlet_threshold<6>),
+    prefix("set-outlet-7-current-threshold", "[SUCCESS]Set Outlet 7 Current Threshold To ", outlet_threshold<7>),
+    prefix("set-outlet-8-current-threshold", "[SUCCESS]Set Outlet 8 Current Threshold To ", outlet_threshold<8>),
 };
 
 const Recogniser kInitializationStatus[] = {
-    prefix("[SUCCESS]Set All Outlets Initialization Status ", store_rest<kAllInitalizStatus, nvram_only>),
+    prefix("set-all-outlets-initialization-status", "[SUCCESS]Set All Outlets Initialization Status ", store_rest<kAllInitalizStatus, nvram_only>),
 };
 
 const Recogniser kMqttDetection[] = {
-    prefix("[SUCCESS]Mqtt Process Detection", mqtt_detection),
+    prefix("mqtt-process-detection", "[SUCCESS]Mqtt Process Detection", mqtt_detection),
 };
 
 const Recogniser kAllOutletTiming[] = {
-    prefix("[SUCCESS]Set System Initialization Delay ", store_rest<kAllInitalizdelay, nvram_only>),
-    prefix("[SUCCESS]Set All Outlets Re-power Interval ", store_rest<kAllPowerdelay, nvram_only>),
-    prefix("[SUCCESS]Set All Outlets Power_OFF Interval ", store_rest<kAllPoweroffdelay, nvram_only>),
-    prefix("[SUCCESS]Set The Buzzer Sound Time To ", store_rest<kBeeperTime, file_then_nvram>),
-    prefix("[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", store_rest<kAllResetDelay, nvram_only>),
-    prefix("[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
+    prefix("set-system-initialization-delay", "[SUCCESS]Set System Initialization Delay ", store_rest<kAllInitalizdelay, nvram_only>),
+    prefix("set-all-outlets-re-power-interval", "[SUCCESS]Set All Outlets Re-power Interval ", store_rest<kAllPowerdelay, nvram_only>),
+    prefix("set-all-outlets-power-off-interval", "[SUCCESS]Set All Outlets Power_OFF Interval ", store_rest<kAllPoweroffdelay, nvram_only>),
+    prefix("set-buzzer-sound-time", "[SUCCESS]Set The Buzzer Sound Time To ", store_rest<kBeeperTime, file_then_nvram>),
+    prefix("set-all-outlets-electrical-work-reset-duration", "[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", store_rest<kAllResetDelay, nvram_only>),
+    prefix("set-all-outlets-ocdt", "[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
 };
 
 const Recogniser kPerOutletSettings[] = {
-    two_stage(per_outlet_setting),
+    two_stage("per-outlet-setting", per_outlet_setting),
 };
 
 const Recogniser kAllOutletVoltage[] = {
-    prefix("[SUCCESS]Set All Outlets Voltage Status ", all_outlets_dc_voltage),
+    prefix("set-all-outlets-voltage-status", "[SUCCESS]Set All Outlets Voltage Status ", all_outlets_dc_voltage),
 };
 
 const Recogniser kRuntime[] = {
-    prefix("[SUCCESS]Get The Device Runtime For The System: ", store_rest<kSysRunTime, nvram_only>),
-    prefix("CMDTIME:", store_rest<kCMDTIME, nvram_then_file>),
-    prefix("[SUCCESS]GUI Get The Device Runtime For The System: ", store_rest<kRUNTIME, nvram_then_file>),
+    prefix("get-device-runtime-system", "[SUCCESS]Get The Device Runtime For The System: ", store_rest<kSysRunTime, nvram_only>),
+    prefix("cmdtime", "CMDTIME:", store_rest<kCMDTIME, nvram_then_file>),
+    prefix("gui-get-device-runtime-system", "[SUCCESS]GUI Get The Device Runtime For The System: ", store_rest<kRUNTIME, nvram_then_file>),
 };
 
 const Recogniser kSafeMode[] = {
-    prefix("[SUCCESS]Set The System Safe Mode To ", safe_mode),
-    prefix("[SUCCESS]Set The Overload Restart Delay ", store_rest<kOverloadtime, file_then_nvram>),
+    prefix("set-system-safe-mode", "[SUCCESS]Set The System Safe Mode To ", safe_mode),
+    prefix("set-overload-restart-delay", "[SUCCESS]Set The Overload Restart Delay ", store_rest<kOverloadtime, file_then_nvram>),
 };
 
 }  // namespace

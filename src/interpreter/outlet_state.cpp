@@ -131,24 +131,24 @@ int set_outlet(Context& ctx, char* rest) { return switch_outlet(ctx, rest, true)
 int gui_set_outlet(Context& ctx, char* rest) { return switch_outlet(ctx, rest, false); }
 
 const Recogniser kEnergyCleanup[] = {
-    prefix("[SUCCESS]Clean Up All Outlets Electrical Work", clean_all_outlets),
-    prefix("[SUCCESS]Clean Up The Outlet ", clean_one_outlet),
+    prefix("clean-up-all-outlets-electrical-work", "[SUCCESS]Clean Up All Outlets Electrical Work", clean_all_outlets),
+    prefix("clean-up-outlet", "[SUCCESS]Clean Up The Outlet ", clean_one_outlet),
 };
 
 const Recogniser kAllOutletsAndKey[] = {
-    prefix("[SUCCESS]Set All Outlets ON", all_outlets_on),
-    prefix("[SUCCESS]Set All Outlets OFF", all_outlets_off),
-    prefix("[SUCCESS]Set Key ON", key_on),
-    prefix("[SUCCESS]Set Key OFF", key_off),
+    prefix("set-all-outlets-on", "[SUCCESS]Set All Outlets ON", all_outlets_on),
+    prefix("set-all-outlets-off", "[SUCCESS]Set All Outlets OFF", all_outlets_off),
+    prefix("set-key-on", "[SUCCESS]Set Key ON", key_on),
+    prefix("set-key-off", "[SUCCESS]Set Key OFF", key_off),
 };
 
 const Recogniser kGuiOutletStatus[] = {
-    two_stage(gui_outlet_status),
+    two_stage("gui-outlet-status", gui_outlet_status),
 };
 
 const Recogniser kOutletSwitch[] = {
-    prefix("[SUCCESS]Set Outlet ", set_outlet),
-    prefix("[SUCCESS]GUI Set Outlet ", gui_set_outlet),
+    prefix("set-outlet", "[SUCCESS]Set Outlet ", set_outlet),
+    prefix("gui-set-outlet", "[SUCCESS]GUI Set Outlet ", gui_set_outlet),
 };
 
 }  // namespace

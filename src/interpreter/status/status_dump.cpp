@@ -51,7 +51,9 @@ int status_dump(Context& ctx, char* message) {
 
   const uint32_t mode = ctx.state.CheckStatusMode;
   for (const RowParser& parser : kRowParsers) {
-    if (parser.mode == mode) return parser.parse(ctx, model_layout(model), message);
+    if (parser.mode != mode) continue;
+    ctx.status_table = mode;
+    return parser.parse(ctx, model_layout(model), message);
   }
   return 0;
 }

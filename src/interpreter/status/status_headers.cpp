@@ -59,7 +59,7 @@ bool table_header(Context& ctx) {
   return false;
 }
 
-const Recogniser kStatusHeaderMessages[] = {two_stage(table_header)};
+const Recogniser kStatusHeaderMessages[] = {two_stage("table-header", table_header)};
 
 }  // namespace
 
