@@ -20,7 +20,13 @@ void usage(std::FILE* to) {
                "  --settle-ms N  wait N ms after opening the line (default 4000)\n"
                "  --tcp-server   serve the raw TCP command port (nvram TCPPORT)\n"
                "  --websocket    serve the web GUI's WebSocket channel\n"
-               "  --ws-port N    its port (default 45678)\n");
+               "  --ws-port N    its port (default 45678)\n"
+               "  --trace FILE   record MCU bytes, the rows that took them and the keys\n"
+               "                 they changed in FILE (rotated to FILE.1 at 1 MiB)\n"
+               "       pdud --explain MESSAGE [--model CODE] [--mode N]\n"
+               "                 which row takes MESSAGE and what it does, on a scratch root\n"
+               "       pdud --list-recognisers\n"
+               "                 the recogniser chain, in the order it is tried\n");
 }
 
 bool number(const char* text, long lo, long hi, long* out) {
@@ -34,13 +40,17 @@ bool number(const char* text, long lo, long hi, long* out) {
 }  // namespace
 
 bool parse_options(int argc, char** argv, Options& out, int* status) {
-  enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion };
+  enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion,
+         kList, kExplain, kModel, kMode, kTrace };
   static const option longopts[] = {
       {"root", required_argument, nullptr, kRoot},   {"host", no_argument, nullptr, kHost},
       {"serial", required_argument, nullptr, kSerial}, {"settle-ms", required_argument, nullptr, kSettle},
       {"tcp-server", no_argument, nullptr, kTcp},      {"websocket", no_argument, nullptr, kWs},
       {"ws-port", required_argument, nullptr, kWsPort}, {"help", no_argument, nullptr, kHelp},
-      {"version", no_argument, nullptr, kVersion},     {nullptr, 0, nullptr, 0}};
+      {"version", no_argument, nullptr, kVersion},
+      {"list-recognisers", no_argument, nullptr, kList}, {"explain", required_argument, nullptr, kExplain},
+      {"model", required_argument, nullptr, kModel},     {"mode", required_argument, nullptr, kMode},
+      {"trace", required_argument, nullptr, kTrace},     {nullptr, 0, nullptr, 0}};
   bool root_given = false;
   optind = 1;
   int c;
@@ -68,6 +78,18 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
         }
         out.ws_port = static_cast<int>(v);
         break;
+      case kList: out.list_recognisers = true; break;
+      case kExplain: out.explain = true; out.explain_message = optarg; break;
+      case kModel: out.explain_model = optarg; break;
+      case kMode:
+        if (!number(optarg, 0, 99, &v)) {
+          std::fprintf(stderr, "pdud: --mode wants a status table number, not '%s'\n", optarg);
+          *status = 2;
+          return false;
+        }
+        out.explain_mode = v;
+        break;
+      case kTrace: out.trace = optarg; break;
       case kHelp: usage(stdout); *status = 0; return false;
       case kVersion: std::printf("pdud %s\n", PDUD_VERSION); *status = 0; return false;
       default: usage(stderr); *status = 2; return false;

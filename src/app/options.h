@@ -11,6 +11,14 @@ struct Options {
   bool tcp_server = false;
   bool websocket = false;
   int ws_port = 45678;
+  // Tools for the firmware engineer; the daemon does not start with these.
+  bool list_recognisers = false;
+  bool explain = false;
+  std::string explain_message;
+  std::string explain_model;  // ZLTMerge for the explanation; empty: none
+  long explain_mode = 0;      // CheckStatusMode for the explanation
+  // The MCU trace file; empty: no trace.
+  std::string trace;
 };
 
 // Parses the command line. On --help/--version or a bad option it prints

@@ -96,7 +96,7 @@ bool event_rule_messages_test(Context& ctx) {
 }
 
 const Recogniser kEventRuleMessages[] = {
-    two_stage("event-rule-messages-test", event_rule_messages_test),
+    two_stage("set-event-response-sensor", event_rule_messages_test),
 };
 
 }  // namespace
