@@ -97,6 +97,7 @@ int MachineCommunication_RV470(Context& ctx, char* message) {
   if (!message) return 0;
   if (char* tag = std::strstr(message, kTelnetTag)) *tag = '\0';
   ctx.message = message;
+  ctx.model = Model::decode(ctx.nvram.model());
   ctx.print("\n**RV470_InputData=%s\n", message);
 
   ctx.taken = nullptr;

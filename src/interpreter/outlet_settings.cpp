@@ -40,15 +40,6 @@ std::string joined(const std::string& text, int n) {
 
 // ---- model --------------------------------------------------------------
 
-int outlet_count(const std::string& model) {
-  if (model.find("ZLT8AC") != std::string::npos) return 8;
-  if (model.find("ZLT4AC") != std::string::npos) return 4;
-  if (model.find("ZLT2AC") != std::string::npos) return 2;
-  return 0;
-}
-
-std::string default_ocdt(const std::string& model) { return joined("0", outlet_count(model)); }
-
 namespace {
 
 // ---- OCDT ---------------------------------------------------------------
@@ -62,7 +53,7 @@ std::string delay_text(const char* after) {
 
 int all_outlets_ocdt(Context& ctx, char* rest) {
   int code = map_delay_to_value(delay_text(rest).c_str());
-  ctx.nvram.set("OCDT", joined(std::to_string(code), outlet_count(ctx.model())));
+  ctx.nvram.set("OCDT", joined(std::to_string(code), ctx.model.outlets));
   return 0;
 }
 
@@ -75,11 +66,10 @@ void outlet_ocdt(Context& ctx, const char* after_prefix) {
   if (!after) return;
   int code = map_delay_to_value(delay_text(after).c_str());
 
-  std::string model = ctx.model();
-  int n = outlet_count(model);
+  const int n = ctx.model.outlets;
   auto stored = ctx.nvram.get("OCDT");
   if (!stored && n == 0) return;
-  std::string list = stored ? *stored : default_ocdt(model);
+  std::string list = stored ? *stored : ctx.model.default_ocdt();
   if (list.empty()) return;
 
   // Split as strtok does: empty fields between adjacent ':' are skipped.

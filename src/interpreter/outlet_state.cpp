@@ -89,7 +89,7 @@ bool gui_outlet_status(Context& ctx) {
 
 // The readings of a restarted outlet read zero; DC units show two decimals.
 void zero_readings(Context& ctx, int n) {
-  bool dc = ctx.model().find("ZLT8DC") != std::string::npos;
+  const bool dc = ctx.model.dc;
   ctx.nvram.set(outlet_key("Voltageout", n), dc ? "0.00V" : "0.000V");
   ctx.nvram.set(outlet_key("Carrent", n), dc ? "0.00A" : "0.000A");
   ctx.nvram.set(outlet_key("Power", n), dc ? "0.00W" : "0.000W");

@@ -137,8 +137,8 @@ int store_outlet_current_delay(Context& ctx, const Recogniser& r, char* rest) {
   std::string value;
   if (current) {
     value = *current;
-  } else if (outlet_count(ctx.model()) > 0) {
-    value = default_ocdt(ctx.model());
+  } else if (ctx.model.outlets > 0) {
+    value = ctx.model.default_ocdt();
   } else {
     return 0;
   }

@@ -386,7 +386,7 @@ int tcpip2_enable(Context& ctx, char*) {
 
 int system_power_off(Context& ctx, char*) {
   ctx.store("Power", "0");
-  if (!contains(ctx.model(), "ZLT8DC")) return 0;
+  if (!ctx.model.dc) return 0;
   for (int n = 1; n <= 8; ++n) ctx.store("Outlet" + std::to_string(n), "0");
   ctx.store("Outletusb", "00000000");
   return 0;

@@ -5,6 +5,7 @@
 
 #include "board/board.h"
 #include "core/state.h"
+#include "interpreter/common/model.h"
 
 namespace interp {
 
@@ -20,7 +21,8 @@ struct Context : board::Board {
   const Recogniser* taken = nullptr;
   uint32_t status_table = 0;
 
-  std::string model() { return nvram.model(); }
+  // The model code, decoded when the message came (see Model).
+  Model model;
 };
 
 }  // namespace interp

@@ -1,7 +1,7 @@
 #include "interpreter/status/measurement_table.h"
 
 #include "interpreter/common/keys.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 #include "interpreter/status/status_modes.h"
 #include "interpreter/common/tokenizer.h"
 
@@ -16,21 +16,11 @@ const char* const kOutletKeys[] = {"Voltageout%d", "Carrent%d", "Power%d", "Cons
 const char* const kTotalKeys[] = {"Voltage",   "TotalCarrent", "TotalPower", "TotalEnergyConsumed",
                                   "PowerFactor", "Frequency"};
 
-int measured_outlets(Layout layout) {
-  switch (layout) {
-    case Layout::Dc8: return 8;
-    case Layout::Ac8: return 9;
-    case Layout::Ac4: return 4;
-    case Layout::None: break;
-  }
-  return 0;
-}
-
 }  // namespace
 
 // Live values, stored as the MCU wrote them (units included), nvram only.
-int parse_measurement_row(Context& ctx, Layout layout, const char* row) {
-  const int outlets = measured_outlets(layout);
+int parse_measurement_row(Context& ctx, Layout, const char* row) {
+  const int outlets = ctx.model.measurement_rows;
   if (outlets == 0) return 0;  // no layout: the table stays armed
   int id = 0;
   for_each_token(row, 7, [&](int column, const Token& token) {

@@ -8,7 +8,7 @@
 
 #include "interpreter/common/codes.h"
 #include "interpreter/common/keys.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 #include "interpreter/common/outlet_string.h"
 #include "interpreter/status/status_modes.h"
 #include "interpreter/common/tokenizer.h"
@@ -73,7 +73,7 @@ void threshold_current(Context& ctx, OutletRow& row, int, const Token& token) {
 void overcurrent_delay(Context& ctx, OutletRow& row, int column, const Token& token) {
   if (!row.outlet(8)) return;
   ctx.print("OCDT i=%d, _input=%d, avgArr=%s\n", column, row.id, token.verbatim);
-  const size_t count = row.layout == Layout::Ac4 ? 4 : 8;
+  const size_t count = static_cast<size_t>(ctx.model.outlets);
   const std::string old = ctx.nvram.get_or("OCDT", "0:0:0:0");
   std::vector<std::string> fields;
   for (size_t start = 0; fields.size() < count && start <= old.size();) {
@@ -152,12 +152,12 @@ int parse_outlet_row(Context& ctx, Layout layout, const char* text) {
   switch (layout) {
     case Layout::Ac8:
     case Layout::Ac4: {
-      OutletRow row{layout, 9};
+      OutletRow row{layout, ctx.model.outlet_table_rows};
       parse_with(ctx, row, text, kAcColumns);
       break;
     }
     case Layout::Dc8: {
-      OutletRow row{layout, 8};
+      OutletRow row{layout, ctx.model.outlet_table_rows};
       parse_with(ctx, row, text, kDcColumns);
       break;
     }

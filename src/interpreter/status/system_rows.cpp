@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 #include "interpreter/status/status_modes.h"
 #include "interpreter/common/tokenizer.h"
 
