@@ -37,7 +37,7 @@ const WholeWord kTriggerWords[] = {{"NoTrigger", '1'}, {"Min-Max", '4'}, {"Max",
 template <size_t N>
 void set_rule_code(Context& ctx, const std::string& key, int outlet, const std::string& value,
                    const WholeWord (&words)[N]) {
-  const bool in_range = outlet >= 1 && outlet <= 8;
+  const bool in_range = outlet >= 1 && outlet <= kSettingsOutlets;
   std::string codes = in_range ? outlet_string(ctx, key, kDefaultCodes, static_cast<size_t>(outlet - 1))
                                : ctx.nvram.get_or(key, kDefaultCodes);
   if (in_range) {

@@ -27,7 +27,7 @@ int clean_all_outlets(Context& ctx, char*) {
 int clean_one_outlet(Context& ctx, char*) {
   int n = 0;
   if (std::sscanf(ctx.message, "[SUCCESS]Clean Up The Outlet %d Electrical Work.", &n) != 1) return 0;
-  if (n < 1 || n > 9) return 0;
+  if (n < 1 || n > kOutletPlaces) return 0;
   records::clean_interval_energy(ctx, static_cast<unsigned>(n));
   return 0;
 }
@@ -37,8 +37,8 @@ int clean_one_outlet(Context& ctx, char*) {
 // Every one of the eight outlets, whatever the model.
 void all_outlets(Context& ctx, const char* v) {
   ctx.nvram.set("SystemOnOff", v);
-  for (int n = 1; n <= 8; ++n) ctx.settings.set(outlet_key("Outlet", n), v);
-  for (int n = 1; n <= 8; ++n) ctx.nvram.set(outlet_key("Outlet", n), v);
+  for (int n = 1; n <= kSettingsOutlets; ++n) ctx.settings.set(outlet_key("Outlet", n), v);
+  for (int n = 1; n <= kSettingsOutlets; ++n) ctx.nvram.set(outlet_key("Outlet", n), v);
 }
 
 int all_outlets_on(Context& ctx, char*) {
@@ -72,7 +72,7 @@ bool gui_outlet_status(Context& ctx) {
   const char* outlet = std::strstr(ctx.message, "Outlet");
   int k = std::atoi(outlet + std::strlen("Outlet"));
   ctx.print("outlet_num: %d\n", k);
-  if (k < 1 || k > 9) return true;  // no place in the outlet string
+  if (k < 1 || k > kOutletPlaces) return true;  // no place in the outlet string
 
   std::string tips = ctx.nvram.get_or("Tipoutlet", kTipoutletDefault);
   if (char code = outlet_status_code(outlet)) {
@@ -123,7 +123,7 @@ int switch_outlet(Context& ctx, const char* rest, bool with_restart) {
 
   if (matched) ctx.nvram.set(key, state);
   if (restart) zero_readings(ctx, n);
-  if (n <= 8) ctx.settings.set(key, state);  // written back also when unchanged
+  if (n <= kSettingsOutlets) ctx.settings.set(key, state);  // written back also when unchanged
   return 0;
 }
 

@@ -93,7 +93,7 @@ int store_outlet_switch(Context& ctx, const Recogniser& r, char* rest) {
   std::string value = outlet_string(ctx, key, "0", 0);
   value[0] = code;
   ctx.nvram.set(key, value);
-  if (n < 9) ctx.settings.set_formatted(key, value);
+  if (n <= kSettingsOutlets) ctx.settings.set_formatted(key, value);
   return 0;
 }
 

@@ -269,7 +269,7 @@ int power_limit_8x36_usb_off(Context& ctx, char*) {
 int usb_port(Context& ctx, char* rest) {
   std::string_view text(rest);
   int port = 0;
-  for (int n = 1; n <= 8 && port == 0; ++n) {
+  for (int n = 1; n <= kSettingsOutlets && port == 0; ++n) {
     const char word[] = {static_cast<char>('0' + n), ' ', '\0'};
     if (contains(text, word)) port = n;
   }
@@ -387,7 +387,7 @@ int tcpip2_enable(Context& ctx, char*) {
 int system_power_off(Context& ctx, char*) {
   ctx.store("Power", "0");
   if (!ctx.model.dc) return 0;
-  for (int n = 1; n <= 8; ++n) ctx.store("Outlet" + std::to_string(n), "0");
+  for (int n = 1; n <= kSettingsOutlets; ++n) ctx.store("Outlet" + std::to_string(n), "0");
   ctx.store("Outletusb", "00000000");
   return 0;
 }

@@ -40,7 +40,7 @@ void switch_state(Context& ctx, OutletRow& row, int, const Token& token) {
   std::string value = outlet_string(ctx, key, "0", 0);
   value[0] = contains(token, "ON") || contains(token, "On") ? '1' : '0';
   ctx.nvram.set(key, value);
-  if (row.id <= 8) ctx.store(key, value);  // Outlet9 lives in nvram only
+  if (row.id <= kSettingsOutlets) ctx.store(key, value);  // Outlet9 lives in nvram only
 }
 
 void status_word(Context& ctx, OutletRow& row, int, const Token& token) {
@@ -53,25 +53,25 @@ void status_word(Context& ctx, OutletRow& row, int, const Token& token) {
   std::string tip = outlet_string(ctx, "Tipoutlet", "111111111", static_cast<size_t>(row.id - 1));
   const char code = outlet_status_code(token.whole);
   if (code) tip[static_cast<size_t>(row.id - 1)] = code;
-  if (row.id == 9 && code == '0') ctx.nvram.set("Tio9", "0");
+  if (row.id == kOutletPlaces && code == '0') ctx.nvram.set("Tio9", "0");
   ctx.store("Tipoutlet", tip);
 }
 
 void delay(Context& ctx, OutletRow& row, int column, const Token& token) {
   static const char* const kDelayKeys[] = {"Powerdelay%d", "Poweroffdelay%d", "Restadelay%d",
                                            "ResetDelay%d"};
-  if (!row.outlet(8)) return;
+  if (!row.outlet(kSettingsOutlets)) return;
   ctx.store(format_key(kDelayKeys[column - 3], row.id), token.verbatim);
 }
 
 void threshold_current(Context& ctx, OutletRow& row, int, const Token& token) {
-  if (!row.outlet(8)) return;
+  if (!row.outlet(kSettingsOutlets)) return;
   ctx.nvram.set(format_key("Thresholdcurrent%d", row.id), token.verbatim);
 }
 
 // OCDT: one delay code per outlet, "n:n:n:n" (ZLT4AC) or eight fields (ZLT8AC).
 void overcurrent_delay(Context& ctx, OutletRow& row, int column, const Token& token) {
-  if (!row.outlet(8)) return;
+  if (!row.outlet(kSettingsOutlets)) return;
   ctx.print("OCDT i=%d, _input=%d, avgArr=%s\n", column, row.id, token.verbatim);
   const size_t count = static_cast<size_t>(ctx.model.outlets);
   const std::string old = ctx.nvram.get_or("OCDT", "0:0:0:0");
@@ -92,7 +92,7 @@ void overcurrent_delay(Context& ctx, OutletRow& row, int column, const Token& to
 }
 
 void output_voltage(Context& ctx, OutletRow& row, int, const Token& token) {
-  if (!row.outlet(8)) return;
+  if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
   std::string codes = outlet_string(ctx, "Dcvoltage", "11111111", at);
   const char* code =
@@ -104,7 +104,7 @@ void output_voltage(Context& ctx, OutletRow& row, int, const Token& token) {
 // Two digits per outlet: "07" for 7, the first two characters from 10 up.
 void voltage_limit(Context& ctx, OutletRow& row, int, const Token& column) {
   const char* token = column.verbatim;
-  if (!row.outlet(8)) return;
+  if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(2 * row.id - 2);
   std::string limits = outlet_string(ctx, "Maxvotagevalue", "0101010101010101", at + 1);
   if (token[0] != '\0') {
@@ -116,7 +116,7 @@ void voltage_limit(Context& ctx, OutletRow& row, int, const Token& column) {
 }
 
 void usb_port(Context& ctx, OutletRow& row, int, const Token& token) {
-  if (!row.outlet(8)) return;
+  if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
   std::string usb = outlet_string(ctx, "Outletusb", "00000000", at);
   usb[at] = contains(token, "ON") || contains(token, "On") ? '1' : '0';
@@ -126,7 +126,7 @@ void usb_port(Context& ctx, OutletRow& row, int, const Token& token) {
 }
 
 void usb_overload(Context& ctx, OutletRow& row, int, const Token& token) {
-  if (!row.outlet(8)) return;
+  if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
   std::string action = outlet_string(ctx, "Outletusbaction", "00000000", at);
   action[at] = contains(token, "Overload") ? '1' : '0';

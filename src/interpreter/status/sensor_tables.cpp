@@ -108,8 +108,8 @@ int parse_sensor_rule_row(Context& ctx, const char* row, int response_set) {
   int outlet = 0;
   for_each_token(row, 7, [&](int column, const Token& token) {
     if (column == 0) {
-      outlet = row_identity(token, 8, false);
-      if (outlet == 8) ctx.state.CheckStatusMode = kNoTable;
+      outlet = row_identity(token, kSettingsOutlets, false);
+      if (outlet == kSettingsOutlets) ctx.state.CheckStatusMode = kNoTable;
     } else if (outlet != 0) {
       sensor_rule_column(ctx, response_set, outlet, column, token);
     }
