@@ -13,7 +13,7 @@ namespace interp {
 
 namespace {
 
-constexpr const char* kDefaultCodes = "11111111";
+constexpr const char* kDefaultCodes = kRuleCodes.fallback;
 
 // The number at the start of text as atoi reads it, kept within int.
 int leading_number(const char* text) {

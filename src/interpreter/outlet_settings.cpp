@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "interpreter/common/outlet_string.h"
 #include "interpreter/dispatcher.h"
 
 namespace interp {
@@ -131,8 +132,8 @@ void restart_delay(Context& ctx, const char* a) { outlet_text(ctx, a, kRestartDe
 
 // ---- DC voltage and voltage offset ----------------------------------------
 
-constexpr const char* kDcvoltageDefault = "11111111";
-constexpr const char* kMaxvotagevalueDefault = "0101010101010101";
+constexpr const char* kDcvoltageDefault = kDcvoltage.fallback;
+constexpr const char* kMaxvotagevalueDefault = kMaxvotagevalue.fallback;
 
 // A stored outlet string shorter than len is completed from the key's default.
 void complete_from_default(std::string& value, const std::string& fallback, size_t len) {

@@ -64,7 +64,7 @@ int key_off(Context& ctx, char*) {
 
 // ---- GUI outlet status ---------------------------------------------------------
 
-constexpr const char* kTipoutletDefault = "111111111";
+constexpr const char* kTipoutletDefault = kTipoutlet.fallback;
 
 bool gui_outlet_status(Context& ctx) {
   if (!str_Endpoint(ctx.message, "[SUCCESS]GUI Outlet") || !str_Endpoint(ctx.message, "Current Status Is"))

@@ -90,7 +90,7 @@ int store_outlet_switch(Context& ctx, const Recogniser& r, char* rest) {
   if (std::strncmp(text, "On", 2) == 0) code = '1';
   else if (std::strncmp(text, "Off", 2) == 0) code = '0';  // only "Of" is compared
   else return 0;
-  std::string value = outlet_string(ctx, key, "0", 0);
+  std::string value = outlet_string(ctx, kOutletOnOff, key, 0);
   value[0] = code;
   ctx.nvram.set(key, value);
   if (n <= kSettingsOutlets) ctx.settings.set_formatted(key, value);
@@ -104,7 +104,7 @@ int store_outlet_mode(Context& ctx, const Recogniser& r, char* rest) {
   char code = outlet_status_code(text);
   if (!code) return 0;
   size_t n = static_cast<size_t>(outlet_digit(rest));
-  std::string value = outlet_string(ctx, r.key, "111111111", n - 1);
+  std::string value = outlet_string(ctx, kTipoutlet, r.key, n - 1);
   value[n - 1] = code;
   ctx.nvram.set(r.key, value);
   return 0;

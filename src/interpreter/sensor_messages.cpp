@@ -141,7 +141,7 @@ int sensor_unit(Context& ctx, char* rest) {
 // --- beeper ------------------------------------------------------------------
 
 // The check flags hold four characters; the fourth is the beeper switch.
-std::string check_flags(Context& ctx, const char* key) { return outlet_string(ctx, key, "0000", 3); }
+std::string check_flags(Context& ctx, const char* key) { return outlet_string(ctx, kSensorCheckFlags, key, 3); }
 
 // Sensor 1 stores its flags always; sensor 2 only when the word was known.
 // Both write the settings-file line from sensor 1's flags, so the file's

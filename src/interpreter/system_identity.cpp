@@ -261,7 +261,7 @@ int power_limit_4x36_4x30(Context& ctx, char*) { ctx.store("PowerMode5v", "1"); 
 
 int power_limit_8x36_usb_off(Context& ctx, char*) {
   ctx.store("PowerMode5v", "2");
-  ctx.store("Outletusb", "00000000");
+  ctx.store(kOutletusb.key, kOutletusb.fallback);
   return 0;
 }
 
@@ -276,8 +276,8 @@ int usb_port(Context& ctx, char* rest) {
   if (port == 0) return 0;
   bool on = text.size() > 2 && contains(text.substr(2), "ON");
   // Every port 1..8 has its place.
-  std::string usb = outlet_string(ctx, "Outletusb", "00000000", 7);
-  std::string action = outlet_string(ctx, "Outletusbaction", "00000000", 7);
+  std::string usb = outlet_string(ctx, kOutletusb, 7);
+  std::string action = outlet_string(ctx, kOutletusbaction, 7);
   usb[port - 1] = on ? '1' : '0';
   if (on) action[port - 1] = '0';
   ctx.nvram.set("Ousb" + std::to_string(port), on ? "1" : "0");
@@ -388,7 +388,7 @@ int system_power_off(Context& ctx, char*) {
   ctx.store("Power", "0");
   if (!ctx.model.dc) return 0;
   for (int n = 1; n <= kSettingsOutlets; ++n) ctx.store("Outlet" + std::to_string(n), "0");
-  ctx.store("Outletusb", "00000000");
+  ctx.store(kOutletusb.key, kOutletusb.fallback);
   return 0;
 }
 

@@ -37,7 +37,7 @@ void row_id(Context& ctx, OutletRow& row, int, const Token& token) {
 void switch_state(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(row.outlets)) return;
   const std::string key = format_key("Outlet%d", row.id);
-  std::string value = outlet_string(ctx, key, "0", 0);
+  std::string value = outlet_string(ctx, kOutletOnOff, key, 0);
   value[0] = contains(token, "ON") || contains(token, "On") ? '1' : '0';
   ctx.nvram.set(key, value);
   if (row.id <= kSettingsOutlets) ctx.store(key, value);  // Outlet9 lives in nvram only
@@ -47,10 +47,10 @@ void status_word(Context& ctx, OutletRow& row, int, const Token& token) {
   if (row.id == 0) return;
   // "SYS" names no outlet: its row writes the stored string back as it is.
   if (!row.outlet(row.outlets)) {
-    ctx.store("Tipoutlet", ctx.nvram.get_or("Tipoutlet", "111111111"));
+    ctx.store(kTipoutlet.key, ctx.nvram.get_or(kTipoutlet.key, kTipoutlet.fallback));
     return;
   }
-  std::string tip = outlet_string(ctx, "Tipoutlet", "111111111", static_cast<size_t>(row.id - 1));
+  std::string tip = outlet_string(ctx, kTipoutlet, static_cast<size_t>(row.id - 1));
   const char code = outlet_status_code(token.whole);
   if (code) tip[static_cast<size_t>(row.id - 1)] = code;
   if (row.id == kOutletPlaces && code == '0') ctx.nvram.set("Tio9", "0");
@@ -94,7 +94,7 @@ void overcurrent_delay(Context& ctx, OutletRow& row, int column, const Token& to
 void output_voltage(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
-  std::string codes = outlet_string(ctx, "Dcvoltage", "11111111", at);
+  std::string codes = outlet_string(ctx, kDcvoltage, at);
   const char* code =
       first_keyword(token, {{"5V", "1"}, {"9V", "2"}, {"12V", "3"}, {"18V", "4"}, {"24V", "5"}});
   if (code) codes[at] = *code;
@@ -106,7 +106,7 @@ void voltage_limit(Context& ctx, OutletRow& row, int, const Token& column) {
   const char* token = column.verbatim;
   if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(2 * row.id - 2);
-  std::string limits = outlet_string(ctx, "Maxvotagevalue", "0101010101010101", at + 1);
+  std::string limits = outlet_string(ctx, kMaxvotagevalue, at + 1);
   if (token[0] != '\0') {
     const bool single = std::atoi(token) < 10;
     limits[at] = single ? '0' : token[0];
@@ -118,7 +118,7 @@ void voltage_limit(Context& ctx, OutletRow& row, int, const Token& column) {
 void usb_port(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
-  std::string usb = outlet_string(ctx, "Outletusb", "00000000", at);
+  std::string usb = outlet_string(ctx, kOutletusb, at);
   usb[at] = contains(token, "ON") || contains(token, "On") ? '1' : '0';
   ctx.nvram.set("Outletusb", usb);
   ctx.nvram.set(format_key("Ousb%d", row.id), std::string(1, usb[at]));
@@ -128,7 +128,7 @@ void usb_port(Context& ctx, OutletRow& row, int, const Token& token) {
 void usb_overload(Context& ctx, OutletRow& row, int, const Token& token) {
   if (!row.outlet(kSettingsOutlets)) return;
   const size_t at = static_cast<size_t>(row.id - 1);
-  std::string action = outlet_string(ctx, "Outletusbaction", "00000000", at);
+  std::string action = outlet_string(ctx, kOutletusbaction, at);
   action[at] = contains(token, "Overload") ? '1' : '0';
   ctx.nvram.set("Outletusbaction", action);
   ctx.store("Outletusbaction", action);

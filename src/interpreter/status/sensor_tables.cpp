@@ -14,7 +14,7 @@ namespace {
 // when there is none) becomes the code; no code leaves the key as it is.
 void set_code(Context& ctx, const std::string& key, const char* code) {
   if (!code) return;
-  std::string value = outlet_string(ctx, key, "1", 0);
+  std::string value = outlet_string(ctx, kSensorCode, key, 0);
   value[0] = *code;
   ctx.nvram.set(key, value);
 }
@@ -61,7 +61,7 @@ void sensor_port_column(Context& ctx, int port, int column, const Token& token) 
 // One outlet's code in a rule string (8 characters, default "11111111").
 std::string update_rule_codes(Context& ctx, const std::string& key, int outlet, const Token& token,
                               void (*convert)(const char*, std::string&, int)) {
-  std::string codes = outlet_string(ctx, key, "11111111", static_cast<size_t>(outlet - 1));
+  std::string codes = outlet_string(ctx, kRuleCodes, key, static_cast<size_t>(outlet - 1));
   convert(token.whole, codes, outlet - 1);
   ctx.nvram.set(key, codes);
   return codes;
