@@ -227,28 +227,18 @@ bool per_outlet_setting(Context& ctx) {
 
 // ---- plain stores ----------------------------------------------------------
 
-template <int N>
-int outlet_threshold(Context& ctx, char* rest) {
-  nvram_only(ctx, ("Thresholdcurrent" + std::to_string(N)).c_str(), rest);
+// Stores the text after the prefix, as received, under the row's key: in
+// nvram only, or in both stores in the order the unit writes them.
+int rest_to_nvram(Context& ctx, const Recogniser& r, char* rest) {
+  nvram_only(ctx, r.key, rest);
   return 0;
 }
-
-// Keys stored as the text after their phrase.
-constexpr char kAllInitalizStatus[] = "AllInitalizStatus";
-constexpr char kAllInitalizdelay[] = "AllInitalizdelay";
-constexpr char kAllPowerdelay[] = "AllPowerdelay";
-constexpr char kAllPoweroffdelay[] = "AllPoweroffdelay";
-constexpr char kBeeperTime[] = "BeeperTime";
-constexpr char kAllResetDelay[] = "AllResetDelay";
-constexpr char kSysRunTime[] = "SysRunTime";
-constexpr char kCMDTIME[] = "CMDTIME";
-constexpr char kRUNTIME[] = "RUNTIME";
-constexpr char kOverloadtime[] = "Overloadtime";
-
-// Stores the text after the prefix, as received, under Key.
-template <const char* Key, void (*Write)(Context&, const char*, const char*)>
-int store_rest(Context& ctx, char* rest) {
-  Write(ctx, Key, rest);
+int rest_to_file_then_nvram(Context& ctx, const Recogniser& r, char* rest) {
+  file_then_nvram(ctx, r.key, rest);
+  return 0;
+}
+int rest_to_nvram_then_file(Context& ctx, const Recogniser& r, char* rest) {
+  nvram_then_file(ctx, r.key, rest);
   return 0;
 }
 
@@ -266,18 +256,18 @@ int safe_mode(Context& ctx, char* rest) {
 }
 
 const Recogniser kThresholds[] = {
-    prefix("set-outlet-1-current-threshold", "[SUCCESS]Set Outlet 1 Current Threshold To ", outlet_threshold<1>),
-    prefix("set-outlet-2-current-threshold", "[SUCCESS]Set Outlet 2 Current Threshold To ", outlet_threshold<2>),
-    prefix("set-outlet-3-current-threshold", "[SUCCESS]Set Outlet 3 Current Threshold To ", outlet_threshold<3>),
-    prefix("set-outlet-4-current-threshold", "[SUCCESS]Set Outlet 4 Current Threshold To ", outlet_threshold<4>),
-    prefix("set-outlet-5-current-threshold", "[SUCCESS]Set Outlet 5 Current Threshold To ", outlet_threshold<5>),
-    prefix("set-outlet-6-current-threshold", "[SUCCESS]Set Outlet 6 Current Threshold To ", outlet_threshold<6>),
-    prefix("set-outlet-7-current-threshold", "[SUCCESS]Set Outlet 7 Current Threshold To ", outlet_threshold<7>),
-    prefix("set-outlet-8-current-threshold", "[SUCCESS]Set Outlet 8 Current Threshold To ", outlet_threshold<8>),
+    data_row("set-outlet-1-current-threshold", "[SUCCESS]Set Outlet 1 Current Threshold To ", rest_to_nvram, "Thresholdcurrent1"),
+    data_row("set-outlet-2-current-threshold", "[SUCCESS]Set Outlet 2 Current Threshold To ", rest_to_nvram, "Thresholdcurrent2"),
+    data_row("set-outlet-3-current-threshold", "[SUCCESS]Set Outlet 3 Current Threshold To ", rest_to_nvram, "Thresholdcurrent3"),
+    data_row("set-outlet-4-current-threshold", "[SUCCESS]Set Outlet 4 Current Threshold To ", rest_to_nvram, "Thresholdcurrent4"),
+    data_row("set-outlet-5-current-threshold", "[SUCCESS]Set Outlet 5 Current Threshold To ", rest_to_nvram, "Thresholdcurrent5"),
+    data_row("set-outlet-6-current-threshold", "[SUCCESS]Set Outlet 6 Current Threshold To ", rest_to_nvram, "Thresholdcurrent6"),
+    data_row("set-outlet-7-current-threshold", "[SUCCESS]Set Outlet 7 Current Threshold To ", rest_to_nvram, "Thresholdcurrent7"),
+    data_row("set-outlet-8-current-threshold", "[SUCCESS]Set Outlet 8 Current Threshold To ", rest_to_nvram, "Thresholdcurrent8"),
 };
 
 const Recogniser kInitializationStatus[] = {
-    prefix("set-all-outlets-initialization-status", "[SUCCESS]Set All Outlets Initialization Status ", store_rest<kAllInitalizStatus, nvram_only>),
+    data_row("set-all-outlets-initialization-status", "[SUCCESS]Set All Outlets Initialization Status ", rest_to_nvram, "AllInitalizStatus"),
 };
 
 const Recogniser kMqttDetection[] = {
@@ -285,11 +275,11 @@ const Recogniser kMqttDetection[] = {
 };
 
 const Recogniser kAllOutletTiming[] = {
-    prefix("set-system-initialization-delay", "[SUCCESS]Set System Initialization Delay ", store_rest<kAllInitalizdelay, nvram_only>),
-    prefix("set-all-outlets-re-power-interval", "[SUCCESS]Set All Outlets Re-power Interval ", store_rest<kAllPowerdelay, nvram_only>),
-    prefix("set-all-outlets-power-off-interval", "[SUCCESS]Set All Outlets Power_OFF Interval ", store_rest<kAllPoweroffdelay, nvram_only>),
-    prefix("set-buzzer-sound-time", "[SUCCESS]Set The Buzzer Sound Time To ", store_rest<kBeeperTime, file_then_nvram>),
-    prefix("set-all-outlets-electrical-work-reset-duration", "[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", store_rest<kAllResetDelay, nvram_only>),
+    data_row("set-system-initialization-delay", "[SUCCESS]Set System Initialization Delay ", rest_to_nvram, "AllInitalizdelay"),
+    data_row("set-all-outlets-re-power-interval", "[SUCCESS]Set All Outlets Re-power Interval ", rest_to_nvram, "AllPowerdelay"),
+    data_row("set-all-outlets-power-off-interval", "[SUCCESS]Set All Outlets Power_OFF Interval ", rest_to_nvram, "AllPoweroffdelay"),
+    data_row("set-buzzer-sound-time", "[SUCCESS]Set The Buzzer Sound Time To ", rest_to_file_then_nvram, "BeeperTime"),
+    data_row("set-all-outlets-electrical-work-reset-duration", "[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", rest_to_nvram, "AllResetDelay"),
     prefix("set-all-outlets-ocdt", "[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
 };
 
@@ -302,14 +292,14 @@ const Recogniser kAllOutletVoltage[] = {
 };
 
 const Recogniser kRuntime[] = {
-    prefix("get-device-runtime-system", "[SUCCESS]Get The Device Runtime For The System: ", store_rest<kSysRunTime, nvram_only>),
-    prefix("cmdtime", "CMDTIME:", store_rest<kCMDTIME, nvram_then_file>),
-    prefix("gui-get-device-runtime-system", "[SUCCESS]GUI Get The Device Runtime For The System: ", store_rest<kRUNTIME, nvram_then_file>),
+    data_row("get-device-runtime-system", "[SUCCESS]Get The Device Runtime For The System: ", rest_to_nvram, "SysRunTime"),
+    data_row("cmdtime", "CMDTIME:", rest_to_nvram_then_file, "CMDTIME"),
+    data_row("gui-get-device-runtime-system", "[SUCCESS]GUI Get The Device Runtime For The System: ", rest_to_nvram_then_file, "RUNTIME"),
 };
 
 const Recogniser kSafeMode[] = {
     prefix("set-system-safe-mode", "[SUCCESS]Set The System Safe Mode To ", safe_mode),
-    prefix("set-overload-restart-delay", "[SUCCESS]Set The Overload Restart Delay ", store_rest<kOverloadtime, file_then_nvram>),
+    data_row("set-overload-restart-delay", "[SUCCESS]Set The Overload Restart Delay ", rest_to_file_then_nvram, "Overloadtime"),
 };
 
 }  // namespace
