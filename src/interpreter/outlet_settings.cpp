@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "interpreter/common/outlet_string.h"
+#include "interpreter/common/actions.h"
 #include "interpreter/dispatcher.h"
 
 namespace interp {
@@ -227,16 +228,8 @@ bool per_outlet_setting(Context& ctx) {
 
 // ---- plain stores ----------------------------------------------------------
 
-// Stores the text after the prefix, as received, under the row's key: in
-// nvram only, or in both stores in the order the unit writes them.
-int rest_to_nvram(Context& ctx, const Recogniser& r, char* rest) {
-  nvram_only(ctx, r.key, rest);
-  return 0;
-}
-int rest_to_file_then_nvram(Context& ctx, const Recogniser& r, char* rest) {
-  file_then_nvram(ctx, r.key, rest);
-  return 0;
-}
+// Stores the text after the prefix, as received, under the row's key: nvram
+// first, then the file line.
 int rest_to_nvram_then_file(Context& ctx, const Recogniser& r, char* rest) {
   nvram_then_file(ctx, r.key, rest);
   return 0;
@@ -256,18 +249,18 @@ int safe_mode(Context& ctx, char* rest) {
 }
 
 const Recogniser kThresholds[] = {
-    data_row("set-outlet-1-current-threshold", "[SUCCESS]Set Outlet 1 Current Threshold To ", rest_to_nvram, "Thresholdcurrent1"),
-    data_row("set-outlet-2-current-threshold", "[SUCCESS]Set Outlet 2 Current Threshold To ", rest_to_nvram, "Thresholdcurrent2"),
-    data_row("set-outlet-3-current-threshold", "[SUCCESS]Set Outlet 3 Current Threshold To ", rest_to_nvram, "Thresholdcurrent3"),
-    data_row("set-outlet-4-current-threshold", "[SUCCESS]Set Outlet 4 Current Threshold To ", rest_to_nvram, "Thresholdcurrent4"),
-    data_row("set-outlet-5-current-threshold", "[SUCCESS]Set Outlet 5 Current Threshold To ", rest_to_nvram, "Thresholdcurrent5"),
-    data_row("set-outlet-6-current-threshold", "[SUCCESS]Set Outlet 6 Current Threshold To ", rest_to_nvram, "Thresholdcurrent6"),
-    data_row("set-outlet-7-current-threshold", "[SUCCESS]Set Outlet 7 Current Threshold To ", rest_to_nvram, "Thresholdcurrent7"),
-    data_row("set-outlet-8-current-threshold", "[SUCCESS]Set Outlet 8 Current Threshold To ", rest_to_nvram, "Thresholdcurrent8"),
+    data_row("set-outlet-1-current-threshold", "[SUCCESS]Set Outlet 1 Current Threshold To ", nvram_rest, "Thresholdcurrent1"),
+    data_row("set-outlet-2-current-threshold", "[SUCCESS]Set Outlet 2 Current Threshold To ", nvram_rest, "Thresholdcurrent2"),
+    data_row("set-outlet-3-current-threshold", "[SUCCESS]Set Outlet 3 Current Threshold To ", nvram_rest, "Thresholdcurrent3"),
+    data_row("set-outlet-4-current-threshold", "[SUCCESS]Set Outlet 4 Current Threshold To ", nvram_rest, "Thresholdcurrent4"),
+    data_row("set-outlet-5-current-threshold", "[SUCCESS]Set Outlet 5 Current Threshold To ", nvram_rest, "Thresholdcurrent5"),
+    data_row("set-outlet-6-current-threshold", "[SUCCESS]Set Outlet 6 Current Threshold To ", nvram_rest, "Thresholdcurrent6"),
+    data_row("set-outlet-7-current-threshold", "[SUCCESS]Set Outlet 7 Current Threshold To ", nvram_rest, "Thresholdcurrent7"),
+    data_row("set-outlet-8-current-threshold", "[SUCCESS]Set Outlet 8 Current Threshold To ", nvram_rest, "Thresholdcurrent8"),
 };
 
 const Recogniser kInitializationStatus[] = {
-    data_row("set-all-outlets-initialization-status", "[SUCCESS]Set All Outlets Initialization Status ", rest_to_nvram, "AllInitalizStatus"),
+    data_row("set-all-outlets-initialization-status", "[SUCCESS]Set All Outlets Initialization Status ", nvram_rest, "AllInitalizStatus"),
 };
 
 const Recogniser kMqttDetection[] = {
@@ -275,11 +268,11 @@ const Recogniser kMqttDetection[] = {
 };
 
 const Recogniser kAllOutletTiming[] = {
-    data_row("set-system-initialization-delay", "[SUCCESS]Set System Initialization Delay ", rest_to_nvram, "AllInitalizdelay"),
-    data_row("set-all-outlets-re-power-interval", "[SUCCESS]Set All Outlets Re-power Interval ", rest_to_nvram, "AllPowerdelay"),
-    data_row("set-all-outlets-power-off-interval", "[SUCCESS]Set All Outlets Power_OFF Interval ", rest_to_nvram, "AllPoweroffdelay"),
-    data_row("set-buzzer-sound-time", "[SUCCESS]Set The Buzzer Sound Time To ", rest_to_file_then_nvram, "BeeperTime"),
-    data_row("set-all-outlets-electrical-work-reset-duration", "[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", rest_to_nvram, "AllResetDelay"),
+    data_row("set-system-initialization-delay", "[SUCCESS]Set System Initialization Delay ", nvram_rest, "AllInitalizdelay"),
+    data_row("set-all-outlets-re-power-interval", "[SUCCESS]Set All Outlets Re-power Interval ", nvram_rest, "AllPowerdelay"),
+    data_row("set-all-outlets-power-off-interval", "[SUCCESS]Set All Outlets Power_OFF Interval ", nvram_rest, "AllPoweroffdelay"),
+    data_row("set-buzzer-sound-time", "[SUCCESS]Set The Buzzer Sound Time To ", both_rest, "BeeperTime"),
+    data_row("set-all-outlets-electrical-work-reset-duration", "[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", nvram_rest, "AllResetDelay"),
     prefix("set-all-outlets-ocdt", "[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
 };
 
@@ -292,14 +285,14 @@ const Recogniser kAllOutletVoltage[] = {
 };
 
 const Recogniser kRuntime[] = {
-    data_row("get-device-runtime-system", "[SUCCESS]Get The Device Runtime For The System: ", rest_to_nvram, "SysRunTime"),
+    data_row("get-device-runtime-system", "[SUCCESS]Get The Device Runtime For The System: ", nvram_rest, "SysRunTime"),
     data_row("cmdtime", "CMDTIME:", rest_to_nvram_then_file, "CMDTIME"),
     data_row("gui-get-device-runtime-system", "[SUCCESS]GUI Get The Device Runtime For The System: ", rest_to_nvram_then_file, "RUNTIME"),
 };
 
 const Recogniser kSafeMode[] = {
     prefix("set-system-safe-mode", "[SUCCESS]Set The System Safe Mode To ", safe_mode),
-    data_row("set-overload-restart-delay", "[SUCCESS]Set The Overload Restart Delay ", rest_to_file_then_nvram, "Overloadtime"),
+    data_row("set-overload-restart-delay", "[SUCCESS]Set The Overload Restart Delay ", both_rest, "Overloadtime"),
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "interpreter/common/actions.h"
 #include "interpreter/dispatcher.h"
 #include "interpreter/common/outlet_string.h"
 #include "records/interval_energy.h"
@@ -52,16 +53,6 @@ int all_outlets_off(Context& ctx, char*) {
 }
 
 // The front-panel key lock: file line, then nvram.
-int key_on(Context& ctx, char*) {
-  ctx.store("powerlock", "1");
-  return 0;
-}
-
-int key_off(Context& ctx, char*) {
-  ctx.store("powerlock", "0");
-  return 0;
-}
-
 // ---- GUI outlet status ---------------------------------------------------------
 
 constexpr const char* kTipoutletDefault = kTipoutlet.fallback;
@@ -138,8 +129,8 @@ const Recogniser kEnergyCleanup[] = {
 const Recogniser kAllOutletsAndKey[] = {
     prefix("set-all-outlets-on", "[SUCCESS]Set All Outlets ON", all_outlets_on),
     prefix("set-all-outlets-off", "[SUCCESS]Set All Outlets OFF", all_outlets_off),
-    prefix("set-key-on", "[SUCCESS]Set Key ON", key_on),
-    prefix("set-key-off", "[SUCCESS]Set Key OFF", key_off),
+    data_row("set-key-on", "[SUCCESS]Set Key ON", both_fixed, "powerlock", "1"),
+    data_row("set-key-off", "[SUCCESS]Set Key OFF", both_fixed, "powerlock", "0"),
 };
 
 const Recogniser kGuiOutletStatus[] = {

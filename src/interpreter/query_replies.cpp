@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "interpreter/common/actions.h"
 #include "interpreter/dispatcher.h"
 #include "interpreter/outlet_settings.h"
 #include "interpreter/common/outlet_string.h"
@@ -22,19 +23,6 @@ namespace interp {
 namespace {
 
 // ---- what each reply does -------------------------------------------------
-
-// Fixed values: the reply's words name the value.
-int store_fixed(Context& ctx, const Recogniser& r, char*) {
-  ctx.nvram.set(r.key, r.value);
-  if (r.key2) ctx.nvram.set(r.key2, r.value2);
-  return 0;
-}
-
-// The rest of the message, unchanged (an empty rest is stored as empty).
-int store_rest(Context& ctx, const Recogniser& r, char* rest) {
-  ctx.nvram.set(r.key, rest);
-  return 0;
-}
 
 // The recogniser does not require the blank that ends the reply's name; a
 // reply without it stores nothing.
@@ -169,76 +157,76 @@ int store_volt_monitor_retry_time(Context& ctx, const Recogniser& r, char* rest)
 // that end the names keep similar replies apart ("<GetOutletCurrent " is not
 // part of "<GetOutletCurrentThreshold ").
 const Recogniser kReplies[] = {
-    data_row("get-power-status-on", "<GetPowerStatus On", store_fixed, "Power", "1"),
-    data_row("get-power-status-off", "<GetPowerStatus Off", store_fixed, "Power", "0"),
-    data_row("get-key-status-on", "<GetKeyStatus On", store_fixed, "powerlock", "1"),
-    data_row("get-key-status-off", "<GetKeyStatus Off", store_fixed, "powerlock", "0"),
+    data_row("get-power-status-on", "<GetPowerStatus On", nvram_fixed, "Power", "1"),
+    data_row("get-power-status-off", "<GetPowerStatus Off", nvram_fixed, "Power", "0"),
+    data_row("get-key-status-on", "<GetKeyStatus On", nvram_fixed, "powerlock", "1"),
+    data_row("get-key-status-off", "<GetKeyStatus Off", nvram_fixed, "powerlock", "0"),
     data_row("get-rs232-baud", "<GetRS232Baud", store_baud_code, "localBaud"),
-    data_row("get-system-over-voltage-threshold", "<GetSystemOverVoltageThreshold ", store_rest, "VoltageThreshold"),
-    data_row("get-system-under-voltage-threshold", "<GetSystemUnderVoltageThreshold ", store_rest, "UnderVoltage"),
-    data_row("get-system-current-threshold", "<GetSystemCurrentThreshold ", store_rest, "Thresholdcurrent"),
-    data_row("get-ground-status-properly-grounded", "<GetGroundStatus Properly Grounded", store_fixed, "DashboardSense", "Device Ground Detected", "Groundsen", "0"),
-    data_row("get-ground-status-not-grounded", "<GetGroundStatus Not Grounded", store_fixed, "DashboardSense", "Device Ground Lost", "Groundsen", "1"),
+    data_row("get-system-over-voltage-threshold", "<GetSystemOverVoltageThreshold ", nvram_rest, "VoltageThreshold"),
+    data_row("get-system-under-voltage-threshold", "<GetSystemUnderVoltageThreshold ", nvram_rest, "UnderVoltage"),
+    data_row("get-system-current-threshold", "<GetSystemCurrentThreshold ", nvram_rest, "Thresholdcurrent"),
+    data_row("get-ground-status-properly-grounded", "<GetGroundStatus Properly Grounded", nvram_fixed, "DashboardSense", "Device Ground Detected", "Groundsen", "0"),
+    data_row("get-ground-status-not-grounded", "<GetGroundStatus Not Grounded", nvram_fixed, "DashboardSense", "Device Ground Lost", "Groundsen", "1"),
     data_row("get-outlet-current-delay-time", "<GetOutletCurrentDelayTime", store_outlet_current_delay, "OCDT"),
     data_row("get-outlet-mode", "<GetOutletMode ", store_outlet_mode, "Tipoutlet"),
-    data_row("get-outlet-power-off-time-1", "<GetOutletPowerOffTime 1 ", store_rest, "Poweroffdelay1"),
-    data_row("get-outlet-power-off-time-2", "<GetOutletPowerOffTime 2 ", store_rest, "Poweroffdelay2"),
-    data_row("get-outlet-power-off-time-3", "<GetOutletPowerOffTime 3 ", store_rest, "Poweroffdelay3"),
-    data_row("get-outlet-power-off-time-4", "<GetOutletPowerOffTime 4 ", store_rest, "Poweroffdelay4"),
-    data_row("get-outlet-power-off-time-5", "<GetOutletPowerOffTime 5 ", store_rest, "Poweroffdelay5"),
-    data_row("get-outlet-power-off-time-6", "<GetOutletPowerOffTime 6 ", store_rest, "Poweroffdelay6"),
-    data_row("get-outlet-power-off-time-7", "<GetOutletPowerOffTime 7 ", store_rest, "Poweroffdelay7"),
-    data_row("get-outlet-power-off-time-8", "<GetOutletPowerOffTime 8 ", store_rest, "Poweroffdelay8"),
-    data_row("get-outlet-power-on-time-1", "<GetOutletPowerOnTime 1 ", store_rest, "Powerdelay1"),
-    data_row("get-outlet-power-on-time-2", "<GetOutletPowerOnTime 2 ", store_rest, "Powerdelay2"),
-    data_row("get-outlet-power-on-time-3", "<GetOutletPowerOnTime 3 ", store_rest, "Powerdelay3"),
-    data_row("get-outlet-power-on-time-4", "<GetOutletPowerOnTime 4 ", store_rest, "Powerdelay4"),
-    data_row("get-outlet-power-on-time-5", "<GetOutletPowerOnTime 5 ", store_rest, "Powerdelay5"),
-    data_row("get-outlet-power-on-time-6", "<GetOutletPowerOnTime 6 ", store_rest, "Powerdelay6"),
-    data_row("get-outlet-power-on-time-7", "<GetOutletPowerOnTime 7 ", store_rest, "Powerdelay7"),
-    data_row("get-outlet-power-on-time-8", "<GetOutletPowerOnTime 8 ", store_rest, "Powerdelay8"),
-    data_row("get-outlet-ele-reset-time-1", "<GetOutletEleResetTime 1 ", store_rest, "ResetDelay1"),
-    data_row("get-outlet-ele-reset-time-2", "<GetOutletEleResetTime 2 ", store_rest, "ResetDelay2"),
-    data_row("get-outlet-ele-reset-time-3", "<GetOutletEleResetTime 3 ", store_rest, "ResetDelay3"),
-    data_row("get-outlet-ele-reset-time-4", "<GetOutletEleResetTime 4 ", store_rest, "ResetDelay4"),
-    data_row("get-outlet-ele-reset-time-5", "<GetOutletEleResetTime 5 ", store_rest, "ResetDelay5"),
-    data_row("get-outlet-ele-reset-time-6", "<GetOutletEleResetTime 6 ", store_rest, "ResetDelay6"),
-    data_row("get-outlet-ele-reset-time-7", "<GetOutletEleResetTime 7 ", store_rest, "ResetDelay7"),
-    data_row("get-outlet-ele-reset-time-8", "<GetOutletEleResetTime 8 ", store_rest, "ResetDelay8"),
-    data_row("get-outlet-power-resta-time-1", "<GetOutletPowerRestaTime 1 ", store_rest, "Restadelay1"),
-    data_row("get-outlet-power-resta-time-2", "<GetOutletPowerRestaTime 2 ", store_rest, "Restadelay2"),
-    data_row("get-outlet-power-resta-time-3", "<GetOutletPowerRestaTime 3 ", store_rest, "Restadelay3"),
-    data_row("get-outlet-power-resta-time-4", "<GetOutletPowerRestaTime 4 ", store_rest, "Restadelay4"),
-    data_row("get-outlet-power-resta-time-5", "<GetOutletPowerRestaTime 5 ", store_rest, "Restadelay5"),
-    data_row("get-outlet-power-resta-time-6", "<GetOutletPowerRestaTime 6 ", store_rest, "Restadelay6"),
-    data_row("get-outlet-power-resta-time-7", "<GetOutletPowerRestaTime 7 ", store_rest, "Restadelay7"),
-    data_row("get-outlet-power-resta-time-8", "<GetOutletPowerRestaTime 8 ", store_rest, "Restadelay8"),
-    data_row("get-safe-mode-outlet-shutdown", "<GetSafeMode Outlet_Shutdown", store_fixed, "Safemode", "0"),
-    data_row("get-safe-mode-system-shutdown", "<GetSafeMode System_Shutdown", store_fixed, "Safemode", "1"),
-    data_row("get-safe-mode-auto-retry", "<GetSafeMode Auto_Retry", store_fixed, "Safemode", "2"),
-    data_row("get-standby-mode-all-standby-mode", "<GetStandbyMode All_Standby_Mode", store_fixed, "Standbymode", "0"),
-    data_row("get-standby-mode-sleep-mode", "<GetStandbyMode Sleep_Mode", store_fixed, "Standbymode", "1"),
+    data_row("get-outlet-power-off-time-1", "<GetOutletPowerOffTime 1 ", nvram_rest, "Poweroffdelay1"),
+    data_row("get-outlet-power-off-time-2", "<GetOutletPowerOffTime 2 ", nvram_rest, "Poweroffdelay2"),
+    data_row("get-outlet-power-off-time-3", "<GetOutletPowerOffTime 3 ", nvram_rest, "Poweroffdelay3"),
+    data_row("get-outlet-power-off-time-4", "<GetOutletPowerOffTime 4 ", nvram_rest, "Poweroffdelay4"),
+    data_row("get-outlet-power-off-time-5", "<GetOutletPowerOffTime 5 ", nvram_rest, "Poweroffdelay5"),
+    data_row("get-outlet-power-off-time-6", "<GetOutletPowerOffTime 6 ", nvram_rest, "Poweroffdelay6"),
+    data_row("get-outlet-power-off-time-7", "<GetOutletPowerOffTime 7 ", nvram_rest, "Poweroffdelay7"),
+    data_row("get-outlet-power-off-time-8", "<GetOutletPowerOffTime 8 ", nvram_rest, "Poweroffdelay8"),
+    data_row("get-outlet-power-on-time-1", "<GetOutletPowerOnTime 1 ", nvram_rest, "Powerdelay1"),
+    data_row("get-outlet-power-on-time-2", "<GetOutletPowerOnTime 2 ", nvram_rest, "Powerdelay2"),
+    data_row("get-outlet-power-on-time-3", "<GetOutletPowerOnTime 3 ", nvram_rest, "Powerdelay3"),
+    data_row("get-outlet-power-on-time-4", "<GetOutletPowerOnTime 4 ", nvram_rest, "Powerdelay4"),
+    data_row("get-outlet-power-on-time-5", "<GetOutletPowerOnTime 5 ", nvram_rest, "Powerdelay5"),
+    data_row("get-outlet-power-on-time-6", "<GetOutletPowerOnTime 6 ", nvram_rest, "Powerdelay6"),
+    data_row("get-outlet-power-on-time-7", "<GetOutletPowerOnTime 7 ", nvram_rest, "Powerdelay7"),
+    data_row("get-outlet-power-on-time-8", "<GetOutletPowerOnTime 8 ", nvram_rest, "Powerdelay8"),
+    data_row("get-outlet-ele-reset-time-1", "<GetOutletEleResetTime 1 ", nvram_rest, "ResetDelay1"),
+    data_row("get-outlet-ele-reset-time-2", "<GetOutletEleResetTime 2 ", nvram_rest, "ResetDelay2"),
+    data_row("get-outlet-ele-reset-time-3", "<GetOutletEleResetTime 3 ", nvram_rest, "ResetDelay3"),
+    data_row("get-outlet-ele-reset-time-4", "<GetOutletEleResetTime 4 ", nvram_rest, "ResetDelay4"),
+    data_row("get-outlet-ele-reset-time-5", "<GetOutletEleResetTime 5 ", nvram_rest, "ResetDelay5"),
+    data_row("get-outlet-ele-reset-time-6", "<GetOutletEleResetTime 6 ", nvram_rest, "ResetDelay6"),
+    data_row("get-outlet-ele-reset-time-7", "<GetOutletEleResetTime 7 ", nvram_rest, "ResetDelay7"),
+    data_row("get-outlet-ele-reset-time-8", "<GetOutletEleResetTime 8 ", nvram_rest, "ResetDelay8"),
+    data_row("get-outlet-power-resta-time-1", "<GetOutletPowerRestaTime 1 ", nvram_rest, "Restadelay1"),
+    data_row("get-outlet-power-resta-time-2", "<GetOutletPowerRestaTime 2 ", nvram_rest, "Restadelay2"),
+    data_row("get-outlet-power-resta-time-3", "<GetOutletPowerRestaTime 3 ", nvram_rest, "Restadelay3"),
+    data_row("get-outlet-power-resta-time-4", "<GetOutletPowerRestaTime 4 ", nvram_rest, "Restadelay4"),
+    data_row("get-outlet-power-resta-time-5", "<GetOutletPowerRestaTime 5 ", nvram_rest, "Restadelay5"),
+    data_row("get-outlet-power-resta-time-6", "<GetOutletPowerRestaTime 6 ", nvram_rest, "Restadelay6"),
+    data_row("get-outlet-power-resta-time-7", "<GetOutletPowerRestaTime 7 ", nvram_rest, "Restadelay7"),
+    data_row("get-outlet-power-resta-time-8", "<GetOutletPowerRestaTime 8 ", nvram_rest, "Restadelay8"),
+    data_row("get-safe-mode-outlet-shutdown", "<GetSafeMode Outlet_Shutdown", nvram_fixed, "Safemode", "0"),
+    data_row("get-safe-mode-system-shutdown", "<GetSafeMode System_Shutdown", nvram_fixed, "Safemode", "1"),
+    data_row("get-safe-mode-auto-retry", "<GetSafeMode Auto_Retry", nvram_fixed, "Safemode", "2"),
+    data_row("get-standby-mode-all-standby-mode", "<GetStandbyMode All_Standby_Mode", nvram_fixed, "Standbymode", "0"),
+    data_row("get-standby-mode-sleep-mode", "<GetStandbyMode Sleep_Mode", nvram_fixed, "Standbymode", "1"),
     data_row("get-overload-retry-cnt", "<GetOverloadRetryCnt", store_after_blank, "Reteriesvalue"),
     data_row("get-overload-retry-time", "<GetOverloadRetryTime", store_after_blank, "Secmin"),
     data_row("get-beeper-time", "<GetBeeperTime", store_after_blank, "BeeperTime"),
     data_row("outlet", "<Outlet ", store_outlet_switch, "Outlet"),
-    data_row("total-current", "<Total Current ", store_rest, "TotalCarrent"),
-    data_row("total-power", "<Total Power ", store_rest, "TotalPower"),
-    data_row("total-energy-consumed", "<Total Energy Consumed ", store_rest, "TotalEnergyConsumed"),
-    data_row("voltage", "<Voltage ", store_rest, "Voltage"),
-    data_row("frequency", "<Frequency ", store_rest, "Frequency"),
-    data_row("power-factor", "<Power Factor ", store_rest, "PowerFactor"),
+    data_row("total-current", "<Total Current ", nvram_rest, "TotalCarrent"),
+    data_row("total-power", "<Total Power ", nvram_rest, "TotalPower"),
+    data_row("total-energy-consumed", "<Total Energy Consumed ", nvram_rest, "TotalEnergyConsumed"),
+    data_row("voltage", "<Voltage ", nvram_rest, "Voltage"),
+    data_row("frequency", "<Frequency ", nvram_rest, "Frequency"),
+    data_row("power-factor", "<Power Factor ", nvram_rest, "PowerFactor"),
     data_row("get-outlet-voltage", "<GetOutletVoltage ", store_numbered, "Voltageout"),
     data_row("get-outlet-current", "<GetOutletCurrent ", store_numbered, "Carrent"),
     data_row("get-outlet-power", "<GetOutletPower ", store_numbered, "Power"),
     data_row("get-outlet-consumed", "<GetOutletConsumed ", store_numbered, "Consumed"),
     data_row("get-outlet-power-factor", "<GetOutletPowerFactor ", store_numbered, "PowerFactor"),
-    data_row("get-relay-mode-dry-contact", "<GetRelayMode Dry_Contact", store_fixed, "relaymode", "0"),
-    data_row("get-relay-mode-push-button", "<GetRelayMode Push_Button", store_fixed, "relaymode", "1"),
-    data_row("get-relay-level-low-voltage", "<GetRelayLevel Low_Voltage", store_fixed, "ralayvoltage", "0"),
-    data_row("get-relay-level-high-voltage", "<GetRelayLevel High_Voltage", store_fixed, "ralayvoltage", "1"),
-    data_row("get-relay-status-on", "<GetRelayStatus On", store_fixed, "relaypower", "1"),
-    data_row("get-relay-status-off", "<GetRelayStatus Off", store_fixed, "relaypower", "0"),
+    data_row("get-relay-mode-dry-contact", "<GetRelayMode Dry_Contact", nvram_fixed, "relaymode", "0"),
+    data_row("get-relay-mode-push-button", "<GetRelayMode Push_Button", nvram_fixed, "relaymode", "1"),
+    data_row("get-relay-level-low-voltage", "<GetRelayLevel Low_Voltage", nvram_fixed, "ralayvoltage", "0"),
+    data_row("get-relay-level-high-voltage", "<GetRelayLevel High_Voltage", nvram_fixed, "ralayvoltage", "1"),
+    data_row("get-relay-status-on", "<GetRelayStatus On", nvram_fixed, "relaypower", "1"),
+    data_row("get-relay-status-off", "<GetRelayStatus Off", nvram_fixed, "relaypower", "0"),
     data_row("get-abnormal-voltage-safe-mode", "<GetAbnormalVoltage_SafeMode ", store_volt_monitor_mode, "VoltMonitorMode"),
     data_row("get-abnormal-voltage-retry-time", "<GetAbnormalVoltage_RetryTime ", store_volt_monitor_retry_time, "VoltMonitorRetryTime"),
     data_row("get-outlet-current-threshold", "<GetOutletCurrentThreshold ", store_numbered, "Thresholdcurrent"),

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "interpreter/common/actions.h"
 #include "interpreter/dispatcher.h"
 #include "interpreter/common/outlet_string.h"
 
@@ -38,16 +39,6 @@ bool begins_with(const char* text, const char* word) {
 }
 
 // --- values as received ----------------------------------------------------
-
-int file_then_nvram(Context& ctx, const Recogniser& r, char* rest) {
-  ctx.store(r.key, rest);
-  return 0;
-}
-
-int nvram_only(Context& ctx, const Recogniser& r, char* rest) {
-  ctx.nvram.set(r.key, rest);
-  return 0;
-}
 
 // The old lines are dropped with the pattern "sensorm2invalue=", which matches
 // no stored key, as the unit has always done: every confirmation adds one more
@@ -154,11 +145,11 @@ int powered_off(Context& ctx, const Recogniser& r, char*) {
 constexpr Recogniser kBlockA[] = {
     data_row("set-sensor1-power", "[SUCCESS]Set Sensor1 Power To ", sensor_power, "sensor1power"),
     data_row("set-sensor2-power", "[SUCCESS]Set Sensor2 Power To ", sensor_power, "sensor2power"),
-    data_row("set-sensor2-slave-station-address", "[SUCCESS]Set Sensor2 Slave Station Address To ", file_then_nvram, "sensorSlaveStation2"),
+    data_row("set-sensor2-slave-station-address", "[SUCCESS]Set Sensor2 Slave Station Address To ", both_rest, "sensorSlaveStation2"),
     data_row("gui-get-sensor1-current-value", "[SUCCESS]GUI Get Sensor1 Current Value ", contact_reading, "sensor1current"),
-    data_row("gui-get-sensor1-current-temperature-value", "[SUCCESS]GUI Get Sensor1 Current Temperature Value ", nvram_only, "sensor1current"),
-    data_row("gui-get-sensor1-current-humidity-value", "[SUCCESS]GUI Get Sensor1 Current Humidity Value ", nvram_only, "sensor1current"),
-    data_row("gui-get-sensor1-current-air-pressure-value", "[SUCCESS]GUI Get Sensor1 Current Air Pressure Value ", nvram_only, "sensor1current"),
+    data_row("gui-get-sensor1-current-temperature-value", "[SUCCESS]GUI Get Sensor1 Current Temperature Value ", nvram_rest, "sensor1current"),
+    data_row("gui-get-sensor1-current-humidity-value", "[SUCCESS]GUI Get Sensor1 Current Humidity Value ", nvram_rest, "sensor1current"),
+    data_row("gui-get-sensor1-current-air-pressure-value", "[SUCCESS]GUI Get Sensor1 Current Air Pressure Value ", nvram_rest, "sensor1current"),
     data_row("gui-get-sensor1-mode-unknown", "[SUCCESS]GUI Get Sensor1 Mode Unknown", reading_after, "sensor1current", "[SUCCESS]GUI Get Sensor1 Mode "),
     data_row("fail-sensor1-unit-wrong", "[FAIL]Sensor1 Unit Wrong", reading_after, "sensor1current", "[FAIL]Sensor1"),
     data_row("fail-sensor2-unit-wrong", "[FAIL]Sensor2 Unit Wrong", reading_after, "sensor2current", "[FAIL]Sensor2"),
@@ -167,9 +158,9 @@ constexpr Recogniser kBlockA[] = {
     data_row("fail-gui-sensor1-power", "[FAIL]GUI Sensor1 Power Is ", powered_off, "sensor1current"),
     data_row("fail-gui-sensor2-power", "[FAIL]GUI Sensor2 Power Is ", powered_off, "sensor2current"),
     data_row("gui-get-sensor2-current-value", "[SUCCESS]GUI Get Sensor2 Current Value ", contact_reading, "sensor2current"),
-    data_row("gui-get-sensor2-current-temperature-value", "[SUCCESS]GUI Get Sensor2 Current Temperature Value ", nvram_only, "sensor2current"),
-    data_row("gui-get-sensor2-current-humidity-value", "[SUCCESS]GUI Get Sensor2 Current Humidity Value ", nvram_only, "sensor2current"),
-    data_row("gui-get-sensor2-current-air-pressure-value", "[SUCCESS]GUI Get Sensor2 Current Air Pressure Value ", nvram_only, "sensor2current"),
+    data_row("gui-get-sensor2-current-temperature-value", "[SUCCESS]GUI Get Sensor2 Current Temperature Value ", nvram_rest, "sensor2current"),
+    data_row("gui-get-sensor2-current-humidity-value", "[SUCCESS]GUI Get Sensor2 Current Humidity Value ", nvram_rest, "sensor2current"),
+    data_row("gui-get-sensor2-current-air-pressure-value", "[SUCCESS]GUI Get Sensor2 Current Air Pressure Value ", nvram_rest, "sensor2current"),
     data_row("gui-get-sensor2-mode-unknown", "[SUCCESS]GUI Get Sensor2 Mode Unknown", reading_after, "sensor2current", "[SUCCESS]GUI Get Sensor2 Mode "),
 };
 
@@ -180,16 +171,16 @@ constexpr Recogniser kBlockB[] = {
     data_row("set-sensor2-protocols", "[SUCCESS]Set Sensor2 Protocols To ", sensor_protocol, "sensorpro2"),
     data_row("set-sensor1-type", "[SUCCESS]Set Sensor1 Type To ", sensor_type, "sensortype1"),
     data_row("set-sensor2-type", "[SUCCESS]Set Sensor2 Type To ", sensor_type, "sensortype2"),
-    data_row("set-sensor1-data-address", "[SUCCESS]Set Sensor1 Data Address To ", file_then_nvram, "sensoraddress1"),
-    data_row("set-sensor1-slave-id-address", "[SUCCESS]Set Sensor1 Slave ID Address To ", nvram_only, "sensorSlaveStation1"),
-    data_row("set-sensor1-slave-station-address", "[SUCCESS]Set Sensor1 Slave Station Address To ", file_then_nvram, "sensorSlaveStation1"),
-    data_row("set-sensor1-function-code", "[SUCCESS]Set Sensor1 Function Code To ", nvram_only, "sensorFunctionCode1"),
-    data_row("set-sensor2-function-code", "[SUCCESS]Set Sensor2 Function Code To ", nvram_only, "sensorFunctionCode2"),
-    data_row("set-sensor2-slave-id-address", "[SUCCESS]Set Sensor2 Slave ID Address To ", nvram_only, "sensorSlaveStation2"),
-    data_row("set-sensor2-data-address", "[SUCCESS]Set Sensor2 Data Address To ", file_then_nvram, "sensoraddress2"),
-    data_row("set-sensor1-max-value", "[SUCCESS]Set Sensor1 Max Value To ", file_then_nvram, "sensor1maxvalue"),
-    data_row("set-sensor2-max-value", "[SUCCESS]Set Sensor2 Max Value To ", file_then_nvram, "sensor2maxvalue"),
-    data_row("set-sensor1-min-value", "[SUCCESS]Set Sensor1 Min Value To ", file_then_nvram, "sensor1minvalue"),
+    data_row("set-sensor1-data-address", "[SUCCESS]Set Sensor1 Data Address To ", both_rest, "sensoraddress1"),
+    data_row("set-sensor1-slave-id-address", "[SUCCESS]Set Sensor1 Slave ID Address To ", nvram_rest, "sensorSlaveStation1"),
+    data_row("set-sensor1-slave-station-address", "[SUCCESS]Set Sensor1 Slave Station Address To ", both_rest, "sensorSlaveStation1"),
+    data_row("set-sensor1-function-code", "[SUCCESS]Set Sensor1 Function Code To ", nvram_rest, "sensorFunctionCode1"),
+    data_row("set-sensor2-function-code", "[SUCCESS]Set Sensor2 Function Code To ", nvram_rest, "sensorFunctionCode2"),
+    data_row("set-sensor2-slave-id-address", "[SUCCESS]Set Sensor2 Slave ID Address To ", nvram_rest, "sensorSlaveStation2"),
+    data_row("set-sensor2-data-address", "[SUCCESS]Set Sensor2 Data Address To ", both_rest, "sensoraddress2"),
+    data_row("set-sensor1-max-value", "[SUCCESS]Set Sensor1 Max Value To ", both_rest, "sensor1maxvalue"),
+    data_row("set-sensor2-max-value", "[SUCCESS]Set Sensor2 Max Value To ", both_rest, "sensor2maxvalue"),
+    data_row("set-sensor1-min-value", "[SUCCESS]Set Sensor1 Min Value To ", both_rest, "sensor1minvalue"),
     prefix("set-sensor2-min-value", "[SUCCESS]Set Sensor2 Min Value To ", sensor2_min_value),
     data_row("set-sensor1-unit", "[SUCCESS]Set Sensor1 Unit To ", sensor_unit, "sensor1unit"),
     data_row("set-sensor2-unit", "[SUCCESS]Set Sensor2 Unit To ", sensor_unit, "sensor2unit"),

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "interpreter/common/actions.h"
 #include "interpreter/network_restart.h"
 #include "interpreter/common/outlet_string.h"
 #include "util/cipher.h"
@@ -59,16 +60,6 @@ int mcu_wait(Context& ctx, char*) {
   return 0;
 }
 
-int rebooted(Context& ctx, char*) {
-  ctx.nvram.set("SystemWaiting", "0");
-  return 0;
-}
-
-int device_name(Context& ctx, char* rest) {
-  ctx.store("TitleLabel", rest);
-  return 0;
-}
-
 // The model code every model-dependent handler reads. Before the first login
 // the host name and title follow the model name.
 int current_model_name(Context& ctx, char* rest) {
@@ -81,11 +72,6 @@ int current_model_name(Context& ctx, char* rest) {
     ctx.settings.append(key, rest);
     ctx.nvram.set(key, rest);
   }
-  return 0;
-}
-
-int model_change_zlt4ac2(Context& ctx, char*) {
-  ctx.store("ChangeModel2", "1");
   return 0;
 }
 
@@ -113,11 +99,6 @@ int abnormal_retry_later(Context& ctx, char*) {
   char text[20];
   std::snprintf(text, sizeof text, "%d", abnormal_retry_seconds(ctx.message));
   ctx.nvram.set("AbnormalStatus", text);
-  return 0;
-}
-
-int system_recovery_end(Context& ctx, char*) {
-  ctx.nvram.set("AbnormalStatus", "0");
   return 0;
 }
 
@@ -164,10 +145,6 @@ int power_led_auto_off(Context& ctx, char* rest) {
   return 0;
 }
 
-int voltage_select_on(Context& ctx, char*) { ctx.store("selectkey", "1"); return 0; }
-int voltage_select_off(Context& ctx, char*) { ctx.store("selectkey", "0"); return 0; }
-int seven_segment_on(Context& ctx, char*) { ctx.store("SEG7", "1"); return 0; }
-int seven_segment_off(Context& ctx, char*) { ctx.store("SEG7", "0"); return 0; }
 
 // LED: "0" lit, "1" dark (or the auto-off minutes, above).
 int power_led(Context& ctx, char* rest) {
@@ -193,10 +170,6 @@ int led_display(Context& ctx, char* rest) {
 // ---------------------------------------------------------------------------
 // Retry, relay, thresholds, voltage monitor, supply class, serial speed
 
-int retry_number(Context& ctx, char* rest) { ctx.store("Reteriesvalue", rest); return 0; }
-int retry_delay_time(Context& ctx, char* rest) { ctx.store("Secmin", rest); return 0; }
-int relay_on(Context& ctx, char*) { ctx.store("relaypower", "1"); return 0; }
-int relay_off(Context& ctx, char*) { ctx.store("relaypower", "0"); return 0; }
 
 // A two-way choice: key = "0" for a rest beginning with word0, "1" for word1,
 // unchanged for anything else.
@@ -218,9 +191,6 @@ int relay_toggle_voltage(Context& ctx, char* rest) {
   return 0;
 }
 
-int current_threshold(Context& ctx, char* rest) { ctx.store("Thresholdcurrent", rest); return 0; }
-int under_voltage_threshold(Context& ctx, char* rest) { ctx.nvram.set("UnderVoltage", rest); return 0; }
-int over_voltage_threshold(Context& ctx, char* rest) { ctx.nvram.set("VoltageThreshold", rest); return 0; }
 
 int voltage_monitor_mode(Context& ctx, char* rest) {
   const char* mode = "0";
@@ -237,8 +207,6 @@ int voltage_monitor_retry_time(Context& ctx, char* rest) {
   return 0;
 }
 
-int american_voltage(Context& ctx, char*) { ctx.nvram.set("Americanvoltage", "1"); return 0; }
-int non_us_voltage(Context& ctx, char*) { ctx.nvram.set("Americanvoltage", "0"); return 0; }
 
 int rs232_baud_rate(Context& ctx, char* rest) {
   const char* const rates[] = {"2400", "4800", "9600", "19200", "38400", "57600", "115200"};
@@ -251,13 +219,10 @@ int rs232_baud_rate(Context& ctx, char* rest) {
   return 0;
 }
 
-int connected(Context& ctx, char*) { ctx.nvram.set("CheckConnectionOK", "1"); return 0; }
 
 // ---------------------------------------------------------------------------
 // Power limit and USB ports
 
-int power_limit_8x30(Context& ctx, char*) { ctx.store("PowerMode5v", "0"); return 0; }
-int power_limit_4x36_4x30(Context& ctx, char*) { ctx.store("PowerMode5v", "1"); return 0; }
 
 int power_limit_8x36_usb_off(Context& ctx, char*) {
   ctx.store("PowerMode5v", "2");
@@ -405,47 +370,47 @@ int system_power_on(Context& ctx, char*) {
 const Recogniser kSystemIdentity[] = {
     prefix("set-network-reboot-and-apply-new-config", "[SUCCESS]Set Network Reboot And Apply New Config", network_reboot_apply),
     prefix("mcu-wait", "[MCU]Wait", mcu_wait),
-    prefix("rebooted", "Rebooted", rebooted),
-    prefix("get-device-name", "[SUCCESS]Get Device Name To ", device_name),
+    data_row("rebooted", "Rebooted", nvram_fixed, "SystemWaiting", "0"),
+    data_row("get-device-name", "[SUCCESS]Get Device Name To ", both_rest, "TitleLabel"),
     prefix("get-current-model-name", "[SUCCESS]Get Current Model Name To ", current_model_name),
-    prefix("this-model-name-change-zlt4ac2", "[SUCCESS]This Model Name Change To ZLT4AC2", model_change_zlt4ac2),
+    data_row("this-model-name-change-zlt4ac2", "[SUCCESS]This Model Name Change To ZLT4AC2", both_fixed, "ChangeModel2", "1"),
     prefix("status-abnormal-retry-later", "[STATUS]Abnormal Retry Later ", abnormal_retry_later),
-    prefix("status-system-recovery-end", "[STATUS]System Recovery End", system_recovery_end),
+    data_row("status-system-recovery-end", "[STATUS]System Recovery End", nvram_fixed, "AbnormalStatus", "0"),
     prefix("set-m-dns-on", "[SUCCESS]Set mDNS To ON", mdns_on),
     prefix("set-newpassword", "[SUCCESS]Set Newpassword To ", new_password),
     prefix("set-m-dns-off", "[SUCCESS]Set mDNS To OFF", mdns_off),
     prefix("set-system-standby-mode", "[SUCCESS]Set The System Standby Mode To ", standby_mode),
     prefix("set-power-led-auto-turn-off-after", "[SUCCESS]Set Power LED To Auto Turn OFF After", power_led_auto_off),
-    prefix("set-voltage-select-on", "[SUCCESS]Set VOLTAGE SELECT ON", voltage_select_on),
-    prefix("set-voltage-select-off", "[SUCCESS]Set VOLTAGE SELECT OFF", voltage_select_off),
-    prefix("set-7-segment-display-on", "[SUCCESS]Set 7-Segment Display ON", seven_segment_on),
-    prefix("set-7-segment-display-off", "[SUCCESS]Set 7-Segment Display OFF", seven_segment_off),
+    data_row("set-voltage-select-on", "[SUCCESS]Set VOLTAGE SELECT ON", both_fixed, "selectkey", "1"),
+    data_row("set-voltage-select-off", "[SUCCESS]Set VOLTAGE SELECT OFF", both_fixed, "selectkey", "0"),
+    data_row("set-7-segment-display-on", "[SUCCESS]Set 7-Segment Display ON", both_fixed, "SEG7", "1"),
+    data_row("set-7-segment-display-off", "[SUCCESS]Set 7-Segment Display OFF", both_fixed, "SEG7", "0"),
     prefix("set-power-led", "[SUCCESS]Set Power LED To ", power_led),
     prefix("set-led-display", "[SUCCESS]Set Led To Display", led_display),
-    prefix("set-system-retry-number", "[SUCCESS]Set The System Retry Number To ", retry_number),
+    data_row("set-system-retry-number", "[SUCCESS]Set The System Retry Number To ", both_rest, "Reteriesvalue"),
     // Located without the leading '[' on the unit; the rest is the same.
-    prefix("set-system-retry-delay-time", "[SUCCESS]Set The System Retry Delay Time To ", retry_delay_time),
-    prefix("set-relay-on", "[SUCCESS]Set Relay ON", relay_on),
-    prefix("set-relay-off", "[SUCCESS]Set Relay OFF", relay_off),
+    data_row("set-system-retry-delay-time", "[SUCCESS]Set The System Retry Delay Time To ", both_rest, "Secmin"),
+    data_row("set-relay-on", "[SUCCESS]Set Relay ON", both_fixed, "relaypower", "1"),
+    data_row("set-relay-off", "[SUCCESS]Set Relay OFF", both_fixed, "relaypower", "0"),
     prefix("set-relay-mode", "[SUCCESS]Set The Relay Mode To ", relay_mode),
     prefix("set-relay-toggle-voltage", "[SUCCESS]Set The Relay Toggle Voltage To ", relay_toggle_voltage),
-    prefix("set-system-current-threshold", "[SUCCESS]Set The System Current Threshold To ", current_threshold),
-    prefix("set-system-under-voltage-threshold", "[SUCCESS]Set The System UnderVoltage Threshold To ", under_voltage_threshold),
-    prefix("set-system-over-voltage-threshold", "[SUCCESS]Set The System OverVoltage Threshold To ", over_voltage_threshold),
+    data_row("set-system-current-threshold", "[SUCCESS]Set The System Current Threshold To ", both_rest, "Thresholdcurrent"),
+    data_row("set-system-under-voltage-threshold", "[SUCCESS]Set The System UnderVoltage Threshold To ", nvram_rest, "UnderVoltage"),
+    data_row("set-system-over-voltage-threshold", "[SUCCESS]Set The System OverVoltage Threshold To ", nvram_rest, "VoltageThreshold"),
     prefix("set-system-voltage-monitor-mode", "[SUCCESS]Set The System Voltage Monitor Mode To ", voltage_monitor_mode),
     prefix("set-system-voltage-monitor-retry-delay-time", "[SUCCESS]Set The System Voltage Monitor Retry Delay Time To ", voltage_monitor_retry_time),
-    prefix("gui-system-power-size-american-standard-voltage", "[SUCCESS]GUI The System Power Size Is American standard voltage", american_voltage),
-    prefix("gui-system-power-size-non-us-standard-voltage", "[SUCCESS]GUI The System Power Size Is Non-US standard voltage", non_us_voltage),
+    data_row("gui-system-power-size-american-standard-voltage", "[SUCCESS]GUI The System Power Size Is American standard voltage", nvram_fixed, "Americanvoltage", "1"),
+    data_row("gui-system-power-size-non-us-standard-voltage", "[SUCCESS]GUI The System Power Size Is Non-US standard voltage", nvram_fixed, "Americanvoltage", "0"),
     prefix("set-rs232-baud-rate", "[SUCCESS]Set RS232 Baud Rate To ", rs232_baud_rate),
-    prefix("connected", "Connected.", connected),
-    prefix("set-power-limit-8x30w", "[SUCCESS]Set Power Limit To 8x30W", power_limit_8x30),
-    prefix("set-power-limit-4x36w-4x30w", "[SUCCESS]Set Power Limit To 4x36W & 4x30W", power_limit_4x36_4x30),
+    data_row("connected", "Connected.", nvram_fixed, "CheckConnectionOK", "1"),
+    data_row("set-power-limit-8x30w", "[SUCCESS]Set Power Limit To 8x30W", both_fixed, "PowerMode5v", "0"),
+    data_row("set-power-limit-4x36w-4x30w", "[SUCCESS]Set Power Limit To 4x36W & 4x30W", both_fixed, "PowerMode5v", "1"),
     prefix("set-power-limit-8x36w-usb-off", "[SUCCESS]Set Power Limit To 8x36W & USB OFF", power_limit_8x36_usb_off),
     prefix("set-usb", "[SUCCESS]Set USB ", usb_port),
     prefix("gui-usb", "[SUCCESS]GUI USB ", usb_port),
     prefix("flash-ok-08", "Flash_Ok:08", flash_ok),
     prefix("fw-version", "FW Version:", fw_version),
-    prefix("set-device-name", "[SUCCESS]Set Device Name To ", device_name),
+    data_row("set-device-name", "[SUCCESS]Set Device Name To ", both_rest, "TitleLabel"),
     prefix("set-time-system", "[SUCCESS]Set The Time For The System: ", system_time),
     prefix("gui-set-time-system", "[SUCCESS]GUI Set The Time For The System: ", system_time),
     prefix("electric-size-high-voltage", "Electric Size:HIGH_VOLTAGE", high_voltage),
