@@ -8,6 +8,7 @@
 
 #include "interpreter/common/outlet_string.h"
 #include "interpreter/common/actions.h"
+#include "interpreter/common/ocdt.h"
 #include "interpreter/dispatcher.h"
 
 namespace interp {
@@ -74,17 +75,7 @@ void outlet_ocdt(Context& ctx, const char* after_prefix) {
   std::string list = stored ? *stored : ctx.model.default_ocdt();
   if (list.empty()) return;
 
-  // Split as strtok does: empty fields between adjacent ':' are skipped.
-  std::vector<std::string> fields;
-  size_t pos = 0;
-  while (static_cast<int>(fields.size()) < n && pos < list.size()) {
-    size_t start = list.find_first_not_of(':', pos);
-    if (start == std::string::npos) break;
-    size_t stop = list.find(':', start);
-    if (stop == std::string::npos) stop = list.size();
-    fields.push_back(list.substr(start, stop - start));
-    pos = stop;
-  }
+  std::vector<std::string> fields = split_ocdt(list, static_cast<size_t>(n > 0 ? n : 0), EmptyFields::Skip);
   if (k < 1 || static_cast<long>(fields.size()) < k) return;
 
   fields[static_cast<size_t>(k - 1)] = std::to_string(code);

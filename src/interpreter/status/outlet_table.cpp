@@ -8,6 +8,7 @@
 
 #include "interpreter/common/codes.h"
 #include "interpreter/common/keys.h"
+#include "interpreter/common/ocdt.h"
 #include "interpreter/common/model.h"
 #include "interpreter/common/outlet_string.h"
 #include "interpreter/status/status_modes.h"
@@ -74,14 +75,8 @@ void overcurrent_delay(Context& ctx, OutletRow& row, int column, const Token& to
   if (!row.outlet(kSettingsOutlets)) return;
   ctx.print("OCDT i=%d, _input=%d, avgArr=%s\n", column, row.id, token.verbatim);
   const size_t count = static_cast<size_t>(ctx.model.outlets);
-  const std::string old = ctx.nvram.get_or("OCDT", "0:0:0:0");
-  std::vector<std::string> fields;
-  for (size_t start = 0; fields.size() < count && start <= old.size();) {
-    size_t end = old.find(':', start);
-    if (end == std::string::npos) end = old.size();
-    fields.push_back(old.substr(start, end - start));
-    start = end + 1;
-  }
+  const std::string old = ctx.nvram.get_or("OCDT", ctx.model.default_ocdt());
+  std::vector<std::string> fields = split_ocdt(old, count, EmptyFields::Keep);
   fields.resize(count, "0");
   if (static_cast<size_t>(row.id) <= count) {
     fields[static_cast<size_t>(row.id - 1)] = std::to_string(map_delay_to_value(token.verbatim));
