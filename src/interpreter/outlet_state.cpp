@@ -35,20 +35,12 @@ int clean_one_outlet(Context& ctx, char*) {
 
 // ---- all outlets and the key lock --------------------------------------------
 
-// Every one of the eight outlets, whatever the model.
-void all_outlets(Context& ctx, const char* v) {
+// Every one of the eight outlets, whatever the model, to the row's value.
+int all_outlets(Context& ctx, const Recogniser& r, char*) {
+  const char* v = r.value;
   ctx.nvram.set("SystemOnOff", v);
   for (int n = 1; n <= kSettingsOutlets; ++n) ctx.settings.set(outlet_key("Outlet", n), v);
   for (int n = 1; n <= kSettingsOutlets; ++n) ctx.nvram.set(outlet_key("Outlet", n), v);
-}
-
-int all_outlets_on(Context& ctx, char*) {
-  all_outlets(ctx, "1");
-  return 0;
-}
-
-int all_outlets_off(Context& ctx, char*) {
-  all_outlets(ctx, "0");
   return 0;
 }
 
@@ -127,8 +119,8 @@ const Recogniser kEnergyCleanup[] = {
 };
 
 const Recogniser kAllOutletsAndKey[] = {
-    prefix("set-all-outlets-on", "[SUCCESS]Set All Outlets ON", all_outlets_on),
-    prefix("set-all-outlets-off", "[SUCCESS]Set All Outlets OFF", all_outlets_off),
+    data_row("set-all-outlets-on", "[SUCCESS]Set All Outlets ON", all_outlets, nullptr, "1"),
+    data_row("set-all-outlets-off", "[SUCCESS]Set All Outlets OFF", all_outlets, nullptr, "0"),
     data_row("set-key-on", "[SUCCESS]Set Key ON", both_fixed, "powerlock", "1"),
     data_row("set-key-off", "[SUCCESS]Set Key OFF", both_fixed, "powerlock", "0"),
 };

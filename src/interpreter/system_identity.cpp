@@ -102,15 +102,14 @@ int abnormal_retry_later(Context& ctx, char*) {
   return 0;
 }
 
-int set_mdns(Context& ctx, const char* value) {
-  ctx.store("mDNSOpenStatu", value);
+// The row's value: "1" on, "0" off.
+int set_mdns(Context& ctx, const Recogniser& r, char*) {
+  ctx.store("mDNSOpenStatu", r.value);
   ctx.clock.sleep_s(2);
   ctx.runner.run(kMdnsReload);
   return 0;
 }
 
-int mdns_on(Context& ctx, char*) { return set_mdns(ctx, "1"); }
-int mdns_off(Context& ctx, char*) { return set_mdns(ctx, "0"); }
 
 // Only the encrypted form of the new login password is kept, anywhere.
 int new_password(Context& ctx, char* rest) {
@@ -283,15 +282,6 @@ int system_time(Context& ctx, char* rest) {
   return 0;
 }
 
-int electric_size(Context& ctx, const char* code) {
-  ctx.nvram.set("ovsize", code);
-  return 0;
-}
-
-int high_voltage(Context& ctx, char*) { return electric_size(ctx, "1"); }
-int low_voltage(Context& ctx, char*) { return electric_size(ctx, "2"); }
-int non_standard_voltage(Context& ctx, char*) { return electric_size(ctx, "3"); }
-int standard_voltage(Context& ctx, char*) { return electric_size(ctx, "0"); }
 
 // Guiupsys says who asked for the clock: "1" the MCU upgrade page, "2" the GUI
 // upgrade page, "3" a command session.
@@ -376,9 +366,9 @@ const Recogniser kSystemIdentity[] = {
     data_row("this-model-name-change-zlt4ac2", "[SUCCESS]This Model Name Change To ZLT4AC2", both_fixed, "ChangeModel2", "1"),
     prefix("status-abnormal-retry-later", "[STATUS]Abnormal Retry Later ", abnormal_retry_later),
     data_row("status-system-recovery-end", "[STATUS]System Recovery End", nvram_fixed, "AbnormalStatus", "0"),
-    prefix("set-m-dns-on", "[SUCCESS]Set mDNS To ON", mdns_on),
+    data_row("set-m-dns-on", "[SUCCESS]Set mDNS To ON", set_mdns, nullptr, "1"),
     prefix("set-newpassword", "[SUCCESS]Set Newpassword To ", new_password),
-    prefix("set-m-dns-off", "[SUCCESS]Set mDNS To OFF", mdns_off),
+    data_row("set-m-dns-off", "[SUCCESS]Set mDNS To OFF", set_mdns, nullptr, "0"),
     prefix("set-system-standby-mode", "[SUCCESS]Set The System Standby Mode To ", standby_mode),
     prefix("set-power-led-auto-turn-off-after", "[SUCCESS]Set Power LED To Auto Turn OFF After", power_led_auto_off),
     data_row("set-voltage-select-on", "[SUCCESS]Set VOLTAGE SELECT ON", both_fixed, "selectkey", "1"),
@@ -413,10 +403,10 @@ const Recogniser kSystemIdentity[] = {
     data_row("set-device-name", "[SUCCESS]Set Device Name To ", both_rest, "TitleLabel"),
     prefix("set-time-system", "[SUCCESS]Set The Time For The System: ", system_time),
     prefix("gui-set-time-system", "[SUCCESS]GUI Set The Time For The System: ", system_time),
-    prefix("electric-size-high-voltage", "Electric Size:HIGH_VOLTAGE", high_voltage),
-    prefix("electric-size-low-voltage", "Electric Size:LOW_VOLTAGE", low_voltage),
-    prefix("electric-size-non-standard-voltage", "Electric Size:NON_STANDARD_VOLTAGE", non_standard_voltage),
-    prefix("electric-size-standard-voltage", "Electric Size:STANDARD_VOLTAGE", standard_voltage),
+    data_row("electric-size-high-voltage", "Electric Size:HIGH_VOLTAGE", nvram_fixed, "ovsize", "1"),
+    data_row("electric-size-low-voltage", "Electric Size:LOW_VOLTAGE", nvram_fixed, "ovsize", "2"),
+    data_row("electric-size-non-standard-voltage", "Electric Size:NON_STANDARD_VOLTAGE", nvram_fixed, "ovsize", "3"),
+    data_row("electric-size-standard-voltage", "Electric Size:STANDARD_VOLTAGE", nvram_fixed, "ovsize", "0"),
     prefix("gui-get-time-system", "[SUCCESS]GUI Get The Time For The System: ", gui_get_system_time),
 };
 
