@@ -12,7 +12,7 @@ namespace {
 void usage(std::FILE* to) {
   std::fprintf(to,
                "usage: pdud [--root DIR] [--host] [--serial PATH] [--settle-ms N]\n"
-               "            [--tcp-server] [--websocket] [--ws-port N]\n"
+               "            [--tcp-server] [--websocket] [--ws-port N] [--trace FILE]\n"
                "  --root DIR     resolve every file of the unit under DIR (default /)\n"
                "  --host         development machine: nvram in files under the root, board\n"
                "                 programs journaled to ROOT/var/log/commands.log (needs --root)\n"
