@@ -73,7 +73,6 @@ int raw_setting(Context& ctx, const Recogniser& r, char* rest) {
   return 0;
 }
 
-
 int dhcp_on(Context& ctx, const Recogniser& r, char*) {
   ctx.store(r.key, "DHCP");
   return 0;

@@ -110,7 +110,6 @@ bool read_int(const char*& p, int& out) {
   return true;
 }
 
-
 // Outlet overcurrent delay: " <n> <ms>ms"; field n of `OCDT` becomes the
 // delay's code, 0 to 5 for 0 to 500 ms in steps of 100.
 int store_outlet_current_delay(Context& ctx, const Recogniser& r, char* rest) {

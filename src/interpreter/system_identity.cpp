@@ -110,7 +110,6 @@ int set_mdns(Context& ctx, const Recogniser& r, char*) {
   return 0;
 }
 
-
 // Only the encrypted form of the new login password is kept, anywhere.
 int new_password(Context& ctx, char* rest) {
   auto encrypted = util::aes_encrypt(ctx.runner, ctx.files.root(), rest);
@@ -144,7 +143,6 @@ int power_led_auto_off(Context& ctx, char* rest) {
   return 0;
 }
 
-
 // LED: "0" lit, "1" dark (or the auto-off minutes, above).
 int power_led(Context& ctx, char* rest) {
   if (contains(rest, "On") || contains(rest, "ON"))
@@ -169,7 +167,6 @@ int led_display(Context& ctx, char* rest) {
 // ---------------------------------------------------------------------------
 // Retry, relay, thresholds, voltage monitor, supply class, serial speed
 
-
 // A two-way choice: key = "0" for a rest beginning with word0, "1" for word1,
 // unchanged for anything else.
 void store_choice(Context& ctx, const char* key, const char* rest, const char* word0,
@@ -190,7 +187,6 @@ int relay_toggle_voltage(Context& ctx, char* rest) {
   return 0;
 }
 
-
 int voltage_monitor_mode(Context& ctx, char* rest) {
   const char* mode = "0";
   if (!contains(rest, "All_Outlets_Shutdown") && contains(rest, "Auto_Retry")) mode = "1";
@@ -206,7 +202,6 @@ int voltage_monitor_retry_time(Context& ctx, char* rest) {
   return 0;
 }
 
-
 int rs232_baud_rate(Context& ctx, char* rest) {
   const char* const rates[] = {"2400", "4800", "9600", "19200", "38400", "57600", "115200"};
   for (int i = 0; i < 7; ++i) {
@@ -218,10 +213,8 @@ int rs232_baud_rate(Context& ctx, char* rest) {
   return 0;
 }
 
-
 // ---------------------------------------------------------------------------
 // Power limit and USB ports
-
 
 int power_limit_8x36_usb_off(Context& ctx, char*) {
   ctx.store("PowerMode5v", "2");
@@ -281,7 +274,6 @@ int system_time(Context& ctx, char* rest) {
   ctx.nvram.set("EnergyMeasuredSince", rest);
   return 0;
 }
-
 
 // Guiupsys says who asked for the clock: "1" the MCU upgrade page, "2" the GUI
 // upgrade page, "3" a command session.
