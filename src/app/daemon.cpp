@@ -23,7 +23,9 @@
 #include "channels/tls.h"
 #include "channels/tcp_server.h"
 #include "channels/websocket_server.h"
+#include "board/recording.h"
 #include "board/serial_port.h"
+#include "board/trace_file.h"
 #include "core/serial_reader.h"
 #include "core/state.h"
 #include "core/task_queue.h"
@@ -150,6 +152,18 @@ int run_daemon(const Options& o) {
     std::fprintf(stderr, "pdud: this build has no board nvram library; use --host --root DIR\n");
     return 2;
   }
+  // The MCU trace, only when asked for: the worker's nvram sets are noted so
+  // that each message's line can name the keys it changed.
+  std::unique_ptr<board::TraceFile> trace;
+  std::unique_ptr<board::KeyNotingNvram> noting;
+  if (!o.trace.empty()) {
+    trace = std::make_unique<board::TraceFile>(o.trace);
+    if (!trace->ok()) {
+      std::fprintf(stderr, "pdud: cannot open the trace file %s\n", o.trace.c_str());
+      return 1;
+    }
+    noting = std::make_unique<board::KeyNotingNvram>(*nvram);
+  }
   std::unique_ptr<board::CommandRunner> runner;
   if (o.host)
     runner = std::make_unique<board::JournalRunner>(root);
@@ -157,7 +171,13 @@ int run_daemon(const Options& o) {
     runner = std::make_unique<board::SystemRunner>();
   board::SystemClock clock;
   board::SerialMcuLine mcu;
-  board::Board board{files, *nvram, settings, *runner, clock, mcu, stdout};
+  if (trace) {
+    mcu.observer = [&trace](const char* data, size_t n) {
+      trace->line("tx", board::TraceFile::quoted(std::string_view(data, n)));
+    };
+  }
+  board::Nvram& board_nvram = noting ? static_cast<board::Nvram&>(*noting) : *nvram;
+  board::Board board{files, board_nvram, settings, *runner, clock, mcu, stdout};
 
   core::SharedState state;
   interp::Context ctx(board, state);
@@ -173,7 +193,14 @@ int run_daemon(const Options& o) {
   nvram->set("SystemWaiting", "0");
 
   // The task queue and its worker.
-  core::ThreadPool pool(state, [&ctx](char* message) { interp::MachineCommunication_RV470(ctx, message); });
+  core::ThreadPool pool(state, [&ctx, &trace, &noting](char* message) {
+    interp::MachineCommunication_RV470(ctx, message);
+    if (trace) {
+      std::string keys;
+      for (const std::string& key : noting->take_keys()) keys += " " + key;
+      trace->line("row", interp::taken_by(ctx) + " keys:" + keys);
+    }
+  });
   if (!pool.start()) return 1;
 
   // The command ports; the telnet port falls back to the command port's default.
@@ -246,6 +273,11 @@ int run_daemon(const Options& o) {
   // The MCU's reset announcement restores the factory settings before the
   // message is queued.
   reader.on_reset_announcement = [&board] { system_actions::factory_reset(board); };
+  if (trace) {
+    reader.on_bytes = [&trace](const char* data, size_t n) {
+      trace->line("rx", board::TraceFile::quoted(std::string_view(data, n)));
+    };
+  }
   board::SerialSource source(fd);
   std::atomic<bool> stop{false};
   reader.run(source, stop, [&]() {

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "app/daemon.h"
+#include "app/explain.h"
 #include "app/options.h"
 
 int main(int argc, char** argv) {
@@ -10,5 +11,7 @@ int main(int argc, char** argv) {
   app::Options options;
   int status = 0;
   if (!app::parse_options(argc, argv, options, &status)) return status;
+  if (options.list_recognisers) return app::list_recognisers(stdout);
+  if (options.explain) return app::explain(options, stdout);
   return app::run_daemon(options);
 }

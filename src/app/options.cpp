@@ -17,7 +17,7 @@ void usage(std::FILE* to) {
                "usage: pdud [--root DIR] [--host] [--serial PATH] [--settle-ms N]\n"
                "            [--tcp-server] [--websocket] [--ws-port N] [--http [ADDR:]PORT]\n"
                "            [--tcp-bind ADDR] [--ws-bind ADDR] [--ws-allow-origin ORIGIN]...\n"
-               "            [--ws-tls CERT KEY]\n"
+               "            [--ws-tls CERT KEY] [--trace FILE]\n"
                "  --root DIR     resolve every file of the unit under DIR (default /)\n"
                "  --host         development machine: nvram in files under the root, board\n"
                "                 programs journaled to ROOT/var/log/commands.log (needs --root)\n"
@@ -35,7 +35,14 @@ void usage(std::FILE* to) {
                "                 serve the GUI channel over TLS (wss) with these PEM files\n"
                "                 (on the unit /user/local/server.pem /user/local/privkey.pem)\n"
                "  --http [ADDR:]PORT  serve /metrics, /api/state and the dashboard (ADDR:\n"
-               "                 127.0.0.1 with --host, every address otherwise)\n");
+               "                 127.0.0.1 with --host, every address otherwise)\n"
+
+               "  --trace FILE   record MCU bytes, the rows that took them and the keys\n"
+               "                 they changed in FILE (rotated to FILE.1 at 1 MiB)\n"
+               "       pdud --explain MESSAGE [--model CODE] [--mode N]\n"
+               "                 which row takes MESSAGE and what it does, on a scratch root\n"
+               "       pdud --list-recognisers\n"
+               "                 the recogniser chain, in the order it is tried\n");
 }
 
 bool number(const char* text, long lo, long hi, long* out) {
@@ -50,7 +57,8 @@ bool number(const char* text, long lo, long hi, long* out) {
 
 bool parse_options(int argc, char** argv, Options& out, int* status) {
   enum { kRoot = 1, kHost, kSerial, kSettle, kTcp, kWs, kWsPort, kHelp, kVersion,
-         kTcpBind, kWsBind, kWsAllowOrigin, kWsTls, kHttp };
+         kTcpBind, kWsBind, kWsAllowOrigin, kWsTls, kHttp,
+         kList, kExplain, kModel, kMode, kTrace };
   static const option longopts[] = {
       {"root", required_argument, nullptr, kRoot},   {"host", no_argument, nullptr, kHost},
       {"serial", required_argument, nullptr, kSerial}, {"settle-ms", required_argument, nullptr, kSettle},
@@ -60,7 +68,9 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
       {"tcp-bind", required_argument, nullptr, kTcpBind}, {"ws-bind", required_argument, nullptr, kWsBind},
       {"ws-allow-origin", required_argument, nullptr, kWsAllowOrigin},
       {"ws-tls", required_argument, nullptr, kWsTls},  {"http", required_argument, nullptr, kHttp},
-      {nullptr, 0, nullptr, 0}};
+      {"list-recognisers", no_argument, nullptr, kList}, {"explain", required_argument, nullptr, kExplain},
+      {"model", required_argument, nullptr, kModel},     {"mode", required_argument, nullptr, kMode},
+      {"trace", required_argument, nullptr, kTrace},     {nullptr, 0, nullptr, 0}};
   bool root_given = false;
   optind = 1;
   int c;
@@ -111,6 +121,18 @@ bool parse_options(int argc, char** argv, Options& out, int* status) {
         out.ws_tls_key = argv[optind++];
         break;
       case kHttp: out.http = optarg; break;
+      case kList: out.list_recognisers = true; break;
+      case kExplain: out.explain = true; out.explain_message = optarg; break;
+      case kModel: out.explain_model = optarg; break;
+      case kMode:
+        if (!number(optarg, 0, 99, &v)) {
+          std::fprintf(stderr, "pdud: --mode wants a status table number, not '%s'\n", optarg);
+          *status = 2;
+          return false;
+        }
+        out.explain_mode = v;
+        break;
+      case kTrace: out.trace = optarg; break;
       case kHelp: usage(stdout); *status = 0; return false;
       case kVersion: std::printf("pdud %s\n", PDUD_VERSION); *status = 0; return false;
       default: usage(stderr); *status = 2; return false;

@@ -18,6 +18,14 @@ struct Options {
   std::vector<std::string> ws_allow_origins;  // --ws-allow-origin ORIGIN, repeatable
   std::string ws_tls_cert, ws_tls_key;        // --ws-tls CERT KEY
   std::string http;  // --http [ADDR:]PORT; empty: no HTTP server
+  // Tools for the firmware engineer; the daemon does not start with these.
+  bool list_recognisers = false;
+  bool explain = false;
+  std::string explain_message;
+  std::string explain_model;  // ZLTMerge for the explanation; empty: none
+  long explain_mode = 0;      // CheckStatusMode for the explanation
+  // The MCU trace file; empty: no trace.
+  std::string trace;
 };
 
 // Parses the command line. On --help/--version or a bad option it prints

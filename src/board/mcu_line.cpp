@@ -8,6 +8,7 @@ namespace board {
 
 ssize_t SerialMcuLine::write(const char* data, size_t n) {
   std::lock_guard<std::mutex> hold(lock_);
+  if (observer) observer(data, n);
   int fd = fd_.load();
   if (fd < 0) return -1;
   size_t done = 0;

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <string_view>
 
@@ -22,6 +23,9 @@ class SerialMcuLine : public McuLine {
   ssize_t write(const char* data, size_t n) override;
   void set_fd(int fd) { fd_.store(fd); }
   int fd() const { return fd_.load(); }
+  // Sees every line before it is written (the trace). Set before the
+  // threads start.
+  std::function<void(const char*, size_t)> observer;
 
  private:
   std::mutex lock_;

@@ -156,6 +156,7 @@ void SerialReader::run(board::ByteSource& source, const std::atomic<bool>& stop,
     if (w == board::ByteSource::Wait::Data) {
       ssize_t got = source.read(chunk, sizeof chunk);
       if (got > 0) {
+        if (on_bytes) on_bytes(chunk, static_cast<size_t>(got));
         for (ssize_t i = 0; i < got; ++i) on_byte(chunk[i]);
         std::fflush(board_.out);
         continue;

@@ -41,6 +41,8 @@ class SerialReader {
   // Moment", before that message is queued; the wiring installs the
   // factory reset here.
   std::function<void()> on_reset_announcement;
+  // Sees every run of bytes read from the line (the trace).
+  std::function<void(const char*, size_t)> on_bytes;
 
  private:
   void reset();

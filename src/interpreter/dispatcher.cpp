@@ -97,18 +97,38 @@ int MachineCommunication_RV470(Context& ctx, char* message) {
   if (!message) return 0;
   if (char* tag = std::strstr(message, kTelnetTag)) *tag = '\0';
   ctx.message = message;
+  ctx.model = Model::decode(ctx.nvram.model());
   ctx.print("\n**RV470_InputData=%s\n", message);
 
+  ctx.taken = nullptr;
+  ctx.status_table = 0;
   for (const ChainRow& row : kChain) {
     for (const Recogniser& r : row.recognisers()) {
       if (r.two_stage) {
-        if (r.two_stage(ctx)) return 0;
-        continue;
+        if (!r.two_stage(ctx)) continue;
+        ctx.taken = &r;
+        return 0;
       }
-      if (char* rest = str_Endpoint(message, r.prefix)) return r.handler(ctx, rest);
+      if (char* rest = str_Endpoint(message, r.prefix)) {
+        ctx.taken = &r;
+        return r.action ? r.action(ctx, r, rest) : r.handler(ctx, rest);
+      }
     }
   }
   return status_dump(ctx, message);
+}
+
+std::vector<const Recogniser*> recogniser_chain() {
+  std::vector<const Recogniser*> rows;
+  for (const ChainRow& row : kChain)
+    for (const Recogniser& r : row.recognisers()) rows.push_back(&r);
+  return rows;
+}
+
+std::string taken_by(const Context& ctx) {
+  if (ctx.taken) return ctx.taken->name;
+  if (ctx.status_table) return "status-dump row, table " + std::to_string(ctx.status_table);
+  return "no effect";
 }
 
 }  // namespace interp

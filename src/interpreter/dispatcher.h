@@ -1,12 +1,21 @@
 #pragma once
 #include <cstddef>
+#include <string>
+#include <vector>
 
 #include "interpreter/common/context.h"
+#include "interpreter/common/recogniser.h"
 
 namespace interp {
 
 // Interprets one MCU message (modifiable, NUL-terminated). Run by the worker.
 int MachineCommunication_RV470(Context& ctx, char* message);
+
+// Every row of the chain in the order it is tried.
+std::vector<const Recogniser*> recogniser_chain();
+// What took the last message: the row's name, "status-dump row, table N",
+// or "no effect" when nothing took it.
+std::string taken_by(const Context& ctx);
 
 // The position just after the first occurrence of needle in text, or null.
 char* str_Endpoint(const char* text, const char* needle);

@@ -13,7 +13,7 @@ namespace interp {
 
 namespace {
 
-constexpr const char* kDefaultCodes = "11111111";
+constexpr const char* kDefaultCodes = kRuleCodes.fallback;
 
 // The number at the start of text as atoi reads it, kept within int.
 int leading_number(const char* text) {
@@ -37,7 +37,7 @@ const WholeWord kTriggerWords[] = {{"NoTrigger", '1'}, {"Min-Max", '4'}, {"Max",
 template <size_t N>
 void set_rule_code(Context& ctx, const std::string& key, int outlet, const std::string& value,
                    const WholeWord (&words)[N]) {
-  const bool in_range = outlet >= 1 && outlet <= 8;
+  const bool in_range = outlet >= 1 && outlet <= kSettingsOutlets;
   std::string codes = in_range ? outlet_string(ctx, key, kDefaultCodes, static_cast<size_t>(outlet - 1))
                                : ctx.nvram.get_or(key, kDefaultCodes);
   if (in_range) {
@@ -96,7 +96,7 @@ bool event_rule_messages_test(Context& ctx) {
 }
 
 const Recogniser kEventRuleMessages[] = {
-    two_stage(event_rule_messages_test),
+    two_stage("set-event-response-sensor", event_rule_messages_test),
 };
 
 }  // namespace

@@ -57,36 +57,30 @@ std::optional<std::string> ipv4_text(std::string_view rest) {
 // --- handlers ------------------------------------------------------------
 
 // The settings that the MCU confirms as IPv4 values go to both stores.
-template <const char* Key>
-int ipv4_setting(Context& ctx, char* rest) {
-  if (auto value = ipv4_text(rest)) ctx.store(Key, *value);
+int ipv4_setting(Context& ctx, const Recogniser& r, char* rest) {
+  if (auto value = ipv4_text(rest)) ctx.store(r.key, *value);
   return 0;
 }
 
-template <const char* Key>
-int ipv6_setting(Context& ctx, char* rest) {
-  ctx.nvram.set(Key, ipv6_text(rest));
+int ipv6_setting(Context& ctx, const Recogniser& r, char* rest) {
+  ctx.nvram.set(r.key, ipv6_text(rest));
   return 0;
 }
 
 // The older firmware's "IPv61"/"IPv62" address form: stored as it came.
-template <const char* Key>
-int raw_setting(Context& ctx, char* rest) {
-  ctx.nvram.set(Key, rest);
+int raw_setting(Context& ctx, const Recogniser& r, char* rest) {
+  ctx.nvram.set(r.key, rest);
   return 0;
 }
 
-
-template <const char* Key>
-int dhcp_on(Context& ctx, char*) {
-  ctx.store(Key, "DHCP");
+int dhcp_on(Context& ctx, const Recogniser& r, char*) {
+  ctx.store(r.key, "DHCP");
   return 0;
 }
 
 // Going static restarts the mDNS responder so that it announces the new address.
-template <const char* Key>
-int dhcp_off(Context& ctx, char*) {
-  ctx.store(Key, "STATIC");
+int dhcp_off(Context& ctx, const Recogniser& r, char*) {
+  ctx.store(r.key, "STATIC");
   ctx.runner.run(kMdnsReload);
   return 0;
 }
@@ -99,50 +93,36 @@ int list_current_addresses(Context& ctx, char*) {
 }
 
 // Keys, as template arguments of the handlers.
-constexpr char kIPv6IPAddr[] = "IPv6IPAddr";
-constexpr char kIpv62Gateadd1[] = "Ipv62Gateadd1";
-constexpr char kIpv62Gateadd2[] = "Ipv62Gateadd2";
-constexpr char kIpv6Address1[] = "Ipv6Address1";
-constexpr char kIpv6Gateadd1[] = "Ipv6Gateadd1";
-constexpr char kIpv6Gateadd2[] = "Ipv6Gateadd2";
-constexpr char kConnectionType[] = "connectionType";
-constexpr char kWanConnectionMode[] = "wanConnectionMode";
-constexpr char kLanIpaddr[] = "lan_ipaddr";
-constexpr char kLanGateway[] = "lan_gateway";
-constexpr char kLanNetmask[] = "lan_netmask";
-constexpr char kWanIpaddr[] = "wan_ipaddr";
-constexpr char kWanGateway[] = "wan_gateway";
-constexpr char kWanNetmask[] = "wan_netmask";
 
 // After the sensor warnings; both firmware forms of each IPv6 message.
 constexpr Recogniser kNetwork[] = {
-    prefix("[SUCCESS]Set TCP/IPv62 IP Address To ", raw_setting<kIPv6IPAddr>),
-    prefix("[SUCCESS]Set TCP/IPv62 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv62 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
-    prefix("[SUCCESS]Set TCP/IPv6 2 IP Address To ", ipv6_setting<kIPv6IPAddr>),
-    prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address1 To ", ipv6_setting<kIpv62Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv6 2 Gateway Address2 To ", ipv6_setting<kIpv62Gateadd2>),
-    prefix("[SUCCESS]List Current TCP/IP Address", list_current_addresses),
-    prefix("[SUCCESS]Set TCP/IPv61 IP Address To ", raw_setting<kIpv6Address1>),
-    prefix("[SUCCESS]Set TCP/IPv61 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv61 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
-    prefix("[SUCCESS]Set TCP/IPv6 1 IP Address To ", ipv6_setting<kIpv6Address1>),
-    prefix("[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To ", ipv6_setting<kIpv6Gateadd1>),
-    prefix("[SUCCESS]Set TCP/IPv6 1 Gateway Address2 To ", ipv6_setting<kIpv6Gateadd2>),
-    prefix("[SUCCESS]Set The TCP/IP2 DHCP ON", dhcp_on<kConnectionType>),
-    prefix("[SUCCESS]Set The TCP/IP2 DHCP OFF", dhcp_off<kConnectionType>),
-    prefix("[SUCCESS]Set TCP/IP2 IP Address To ", ipv4_setting<kLanIpaddr>),
-    prefix("[SUCCESS]Set TCP/IP2 Gateway Address To ", ipv4_setting<kLanGateway>),
-    prefix("[SUCCESS]Set TCP/IP2 Subnet Mask To ", ipv4_setting<kLanNetmask>),
-    prefix("[SUCCESS]Set TCP/IP1 IP Address To ", ipv4_setting<kWanIpaddr>),
-    prefix("[SUCCESS]Set TCP/IP1 Gateway Address To ", ipv4_setting<kWanGateway>),
-    prefix("[SUCCESS]Set TCP/IP1 Subnet Mask To ", ipv4_setting<kWanNetmask>),
-    prefix("[SUCCESS]Set The TCP/IP1 DHCP ON", dhcp_on<kWanConnectionMode>),
+    data_row("set-tcp-ipv62-ip-address", "[SUCCESS]Set TCP/IPv62 IP Address To ", raw_setting, "IPv6IPAddr"),
+    data_row("set-tcp-ipv62-gateway-address1", "[SUCCESS]Set TCP/IPv62 Gateway Address1 To ", ipv6_setting, "Ipv62Gateadd1"),
+    data_row("set-tcp-ipv62-gateway-address2", "[SUCCESS]Set TCP/IPv62 Gateway Address2 To ", ipv6_setting, "Ipv62Gateadd2"),
+    data_row("set-tcp-ipv6-2-ip-address", "[SUCCESS]Set TCP/IPv6 2 IP Address To ", ipv6_setting, "IPv6IPAddr"),
+    data_row("set-tcp-ipv6-2-gateway-address1", "[SUCCESS]Set TCP/IPv6 2 Gateway Address1 To ", ipv6_setting, "Ipv62Gateadd1"),
+    data_row("set-tcp-ipv6-2-gateway-address2", "[SUCCESS]Set TCP/IPv6 2 Gateway Address2 To ", ipv6_setting, "Ipv62Gateadd2"),
+    prefix("list-current-tcp-ip-address", "[SUCCESS]List Current TCP/IP Address", list_current_addresses),
+    data_row("set-tcp-ipv61-ip-address", "[SUCCESS]Set TCP/IPv61 IP Address To ", raw_setting, "Ipv6Address1"),
+    data_row("set-tcp-ipv61-gateway-address1", "[SUCCESS]Set TCP/IPv61 Gateway Address1 To ", ipv6_setting, "Ipv6Gateadd1"),
+    data_row("set-tcp-ipv61-gateway-address2", "[SUCCESS]Set TCP/IPv61 Gateway Address2 To ", ipv6_setting, "Ipv6Gateadd2"),
+    data_row("set-tcp-ipv6-1-ip-address", "[SUCCESS]Set TCP/IPv6 1 IP Address To ", ipv6_setting, "Ipv6Address1"),
+    data_row("set-tcp-ipv6-1-gateway-address1", "[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To ", ipv6_setting, "Ipv6Gateadd1"),
+    data_row("set-tcp-ipv6-1-gateway-address2", "[SUCCESS]Set TCP/IPv6 1 Gateway Address2 To ", ipv6_setting, "Ipv6Gateadd2"),
+    data_row("set-tcp-ip2-dhcp-on", "[SUCCESS]Set The TCP/IP2 DHCP ON", dhcp_on, "connectionType"),
+    data_row("set-tcp-ip2-dhcp-off", "[SUCCESS]Set The TCP/IP2 DHCP OFF", dhcp_off, "connectionType"),
+    data_row("set-tcp-ip2-ip-address", "[SUCCESS]Set TCP/IP2 IP Address To ", ipv4_setting, "lan_ipaddr"),
+    data_row("set-tcp-ip2-gateway-address", "[SUCCESS]Set TCP/IP2 Gateway Address To ", ipv4_setting, "lan_gateway"),
+    data_row("set-tcp-ip2-subnet-mask", "[SUCCESS]Set TCP/IP2 Subnet Mask To ", ipv4_setting, "lan_netmask"),
+    data_row("set-tcp-ip1-ip-address", "[SUCCESS]Set TCP/IP1 IP Address To ", ipv4_setting, "wan_ipaddr"),
+    data_row("set-tcp-ip1-gateway-address", "[SUCCESS]Set TCP/IP1 Gateway Address To ", ipv4_setting, "wan_gateway"),
+    data_row("set-tcp-ip1-subnet-mask", "[SUCCESS]Set TCP/IP1 Subnet Mask To ", ipv4_setting, "wan_netmask"),
+    data_row("set-tcp-ip1-dhcp-on", "[SUCCESS]Set The TCP/IP1 DHCP ON", dhcp_on, "wanConnectionMode"),
 };
 
 // Tested after every query reply: the last recogniser of the chain.
 constexpr Recogniser kDhcpOff[] = {
-    prefix("[SUCCESS]Set The TCP/IP1 DHCP OFF", dhcp_off<kWanConnectionMode>),
+    data_row("set-tcp-ip1-dhcp-off", "[SUCCESS]Set The TCP/IP1 DHCP OFF", dhcp_off, "wanConnectionMode"),
 };
 
 }  // namespace

@@ -19,7 +19,7 @@ char first(const std::string& value) { return value.empty() ? '\0' : value[0]; }
 
 // The outlet a notice is about (1..8, outlet 1 tested first), or kDeviceEvent.
 int outlet_kind(const char* after_stamp) {
-  for (int n = 1; n <= 8; ++n) {
+  for (int n = 1; n <= kSettingsOutlets; ++n) {
     const std::string name = "Outlet " + std::to_string(n);
     if (str_Endpoint(after_stamp, name.c_str())) return n;
   }
@@ -83,10 +83,10 @@ int sensor1_warning(Context& ctx, char* text) { return sensor_warning(ctx, text,
 int sensor2_warning(Context& ctx, char* text) { return sensor_warning(ctx, text, 2); }
 
 const Recogniser kNotifications[] = {
-    prefix("Clue:", clue),
-    prefix("Tip:", tip),
-    prefix("Sensor1Warning:", sensor1_warning),
-    prefix("Sensor2Warning:", sensor2_warning),
+    prefix("clue", "Clue:", clue),
+    prefix("tip", "Tip:", tip),
+    prefix("sensor1warning", "Sensor1Warning:", sensor1_warning),
+    prefix("sensor2warning", "Sensor2Warning:", sensor2_warning),
 };
 
 }  // namespace

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "interpreter/common/outlet_string.h"
+#include "interpreter/common/actions.h"
+#include "interpreter/common/ocdt.h"
 #include "interpreter/dispatcher.h"
 
 namespace interp {
@@ -40,15 +43,6 @@ std::string joined(const std::string& text, int n) {
 
 // ---- model --------------------------------------------------------------
 
-int outlet_count(const std::string& model) {
-  if (model.find("ZLT8AC") != std::string::npos) return 8;
-  if (model.find("ZLT4AC") != std::string::npos) return 4;
-  if (model.find("ZLT2AC") != std::string::npos) return 2;
-  return 0;
-}
-
-std::string default_ocdt(const std::string& model) { return joined("0", outlet_count(model)); }
-
 namespace {
 
 // ---- OCDT ---------------------------------------------------------------
@@ -62,7 +56,7 @@ std::string delay_text(const char* after) {
 
 int all_outlets_ocdt(Context& ctx, char* rest) {
   int code = map_delay_to_value(delay_text(rest).c_str());
-  ctx.nvram.set("OCDT", joined(std::to_string(code), outlet_count(ctx.model())));
+  ctx.nvram.set("OCDT", joined(std::to_string(code), ctx.model.outlets));
   return 0;
 }
 
@@ -75,24 +69,13 @@ void outlet_ocdt(Context& ctx, const char* after_prefix) {
   if (!after) return;
   int code = map_delay_to_value(delay_text(after).c_str());
 
-  std::string model = ctx.model();
-  int n = outlet_count(model);
+  const int n = ctx.model.outlets;
   auto stored = ctx.nvram.get("OCDT");
   if (!stored && n == 0) return;
-  std::string list = stored ? *stored : default_ocdt(model);
+  std::string list = stored ? *stored : ctx.model.default_ocdt();
   if (list.empty()) return;
 
-  // Split as strtok does: empty fields between adjacent ':' are skipped.
-  std::vector<std::string> fields;
-  size_t pos = 0;
-  while (static_cast<int>(fields.size()) < n && pos < list.size()) {
-    size_t start = list.find_first_not_of(':', pos);
-    if (start == std::string::npos) break;
-    size_t stop = list.find(':', start);
-    if (stop == std::string::npos) stop = list.size();
-    fields.push_back(list.substr(start, stop - start));
-    pos = stop;
-  }
+  std::vector<std::string> fields = split_ocdt(list, static_cast<size_t>(n > 0 ? n : 0), EmptyFields::Skip);
   if (k < 1 || static_cast<long>(fields.size()) < k) return;
 
   fields[static_cast<size_t>(k - 1)] = std::to_string(code);
@@ -141,8 +124,8 @@ void restart_delay(Context& ctx, const char* a) { outlet_text(ctx, a, kRestartDe
 
 // ---- DC voltage and voltage offset ----------------------------------------
 
-constexpr const char* kDcvoltageDefault = "11111111";
-constexpr const char* kMaxvotagevalueDefault = "0101010101010101";
+constexpr const char* kDcvoltageDefault = kDcvoltage.fallback;
+constexpr const char* kMaxvotagevalueDefault = kMaxvotagevalue.fallback;
 
 // A stored outlet string shorter than len is completed from the key's default.
 void complete_from_default(std::string& value, const std::string& fallback, size_t len) {
@@ -236,28 +219,10 @@ bool per_outlet_setting(Context& ctx) {
 
 // ---- plain stores ----------------------------------------------------------
 
-template <int N>
-int outlet_threshold(Context& ctx, char* rest) {
-  nvram_only(ctx, ("Thresholdcurrent" + std::to_string(N)).c_str(), rest);
-  return 0;
-}
-
-// Keys stored as the text after their phrase.
-constexpr char kAllInitalizStatus[] = "AllInitalizStatus";
-constexpr char kAllInitalizdelay[] = "AllInitalizdelay";
-constexpr char kAllPowerdelay[] = "AllPowerdelay";
-constexpr char kAllPoweroffdelay[] = "AllPoweroffdelay";
-constexpr char kBeeperTime[] = "BeeperTime";
-constexpr char kAllResetDelay[] = "AllResetDelay";
-constexpr char kSysRunTime[] = "SysRunTime";
-constexpr char kCMDTIME[] = "CMDTIME";
-constexpr char kRUNTIME[] = "RUNTIME";
-constexpr char kOverloadtime[] = "Overloadtime";
-
-// Stores the text after the prefix, as received, under Key.
-template <const char* Key, void (*Write)(Context&, const char*, const char*)>
-int store_rest(Context& ctx, char* rest) {
-  Write(ctx, Key, rest);
+// Stores the text after the prefix, as received, under the row's key: nvram
+// first, then the file line.
+int rest_to_nvram_then_file(Context& ctx, const Recogniser& r, char* rest) {
+  nvram_then_file(ctx, r.key, rest);
   return 0;
 }
 
@@ -275,50 +240,50 @@ int safe_mode(Context& ctx, char* rest) {
 }
 
 const Recogniser kThresholds[] = {
-    prefix("[SUCCESS]Set Outlet 1 Current Threshold To ", outlet_threshold<1>),
-    prefix("[SUCCESS]Set Outlet 2 Current Threshold To ", outlet_threshold<2>),
-    prefix("[SUCCESS]Set Outlet 3 Current Threshold To ", outlet_threshold<3>),
-    prefix("[SUCCESS]Set Outlet 4 Current Threshold To ", outlet_threshold<4>),
-    prefix("[SUCCESS]Set Outlet 5 Current Threshold To ", outlet_threshold<5>),
-    prefix("[SUCCESS]Set Outlet 6 Current Threshold To ", outlet_threshold<6>),
-    prefix("[SUCCESS]Set Outlet 7 Current Threshold To ", outlet_threshold<7>),
-    prefix("[SUCCESS]Set Outlet 8 Current Threshold To ", outlet_threshold<8>),
+    data_row("set-outlet-1-current-threshold", "[SUCCESS]Set Outlet 1 Current Threshold To ", nvram_rest, "Thresholdcurrent1"),
+    data_row("set-outlet-2-current-threshold", "[SUCCESS]Set Outlet 2 Current Threshold To ", nvram_rest, "Thresholdcurrent2"),
+    data_row("set-outlet-3-current-threshold", "[SUCCESS]Set Outlet 3 Current Threshold To ", nvram_rest, "Thresholdcurrent3"),
+    data_row("set-outlet-4-current-threshold", "[SUCCESS]Set Outlet 4 Current Threshold To ", nvram_rest, "Thresholdcurrent4"),
+    data_row("set-outlet-5-current-threshold", "[SUCCESS]Set Outlet 5 Current Threshold To ", nvram_rest, "Thresholdcurrent5"),
+    data_row("set-outlet-6-current-threshold", "[SUCCESS]Set Outlet 6 Current Threshold To ", nvram_rest, "Thresholdcurrent6"),
+    data_row("set-outlet-7-current-threshold", "[SUCCESS]Set Outlet 7 Current Threshold To ", nvram_rest, "Thresholdcurrent7"),
+    data_row("set-outlet-8-current-threshold", "[SUCCESS]Set Outlet 8 Current Threshold To ", nvram_rest, "Thresholdcurrent8"),
 };
 
 const Recogniser kInitializationStatus[] = {
-    prefix("[SUCCESS]Set All Outlets Initialization Status ", store_rest<kAllInitalizStatus, nvram_only>),
+    data_row("set-all-outlets-initialization-status", "[SUCCESS]Set All Outlets Initialization Status ", nvram_rest, "AllInitalizStatus"),
 };
 
 const Recogniser kMqttDetection[] = {
-    prefix("[SUCCESS]Mqtt Process Detection", mqtt_detection),
+    prefix("mqtt-process-detection", "[SUCCESS]Mqtt Process Detection", mqtt_detection),
 };
 
 const Recogniser kAllOutletTiming[] = {
-    prefix("[SUCCESS]Set System Initialization Delay ", store_rest<kAllInitalizdelay, nvram_only>),
-    prefix("[SUCCESS]Set All Outlets Re-power Interval ", store_rest<kAllPowerdelay, nvram_only>),
-    prefix("[SUCCESS]Set All Outlets Power_OFF Interval ", store_rest<kAllPoweroffdelay, nvram_only>),
-    prefix("[SUCCESS]Set The Buzzer Sound Time To ", store_rest<kBeeperTime, file_then_nvram>),
-    prefix("[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", store_rest<kAllResetDelay, nvram_only>),
-    prefix("[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
+    data_row("set-system-initialization-delay", "[SUCCESS]Set System Initialization Delay ", nvram_rest, "AllInitalizdelay"),
+    data_row("set-all-outlets-re-power-interval", "[SUCCESS]Set All Outlets Re-power Interval ", nvram_rest, "AllPowerdelay"),
+    data_row("set-all-outlets-power-off-interval", "[SUCCESS]Set All Outlets Power_OFF Interval ", nvram_rest, "AllPoweroffdelay"),
+    data_row("set-buzzer-sound-time", "[SUCCESS]Set The Buzzer Sound Time To ", both_rest, "BeeperTime"),
+    data_row("set-all-outlets-electrical-work-reset-duration", "[SUCCESS]Set All Outlets Electrical Work Reset Duration To ", nvram_rest, "AllResetDelay"),
+    prefix("set-all-outlets-ocdt", "[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
 };
 
 const Recogniser kPerOutletSettings[] = {
-    two_stage(per_outlet_setting),
+    two_stage("per-outlet-setting", per_outlet_setting),
 };
 
 const Recogniser kAllOutletVoltage[] = {
-    prefix("[SUCCESS]Set All Outlets Voltage Status ", all_outlets_dc_voltage),
+    prefix("set-all-outlets-voltage-status", "[SUCCESS]Set All Outlets Voltage Status ", all_outlets_dc_voltage),
 };
 
 const Recogniser kRuntime[] = {
-    prefix("[SUCCESS]Get The Device Runtime For The System: ", store_rest<kSysRunTime, nvram_only>),
-    prefix("CMDTIME:", store_rest<kCMDTIME, nvram_then_file>),
-    prefix("[SUCCESS]GUI Get The Device Runtime For The System: ", store_rest<kRUNTIME, nvram_then_file>),
+    data_row("get-device-runtime-system", "[SUCCESS]Get The Device Runtime For The System: ", nvram_rest, "SysRunTime"),
+    data_row("cmdtime", "CMDTIME:", rest_to_nvram_then_file, "CMDTIME"),
+    data_row("gui-get-device-runtime-system", "[SUCCESS]GUI Get The Device Runtime For The System: ", rest_to_nvram_then_file, "RUNTIME"),
 };
 
 const Recogniser kSafeMode[] = {
-    prefix("[SUCCESS]Set The System Safe Mode To ", safe_mode),
-    prefix("[SUCCESS]Set The Overload Restart Delay ", store_rest<kOverloadtime, file_then_nvram>),
+    prefix("set-system-safe-mode", "[SUCCESS]Set The System Safe Mode To ", safe_mode),
+    data_row("set-overload-restart-delay", "[SUCCESS]Set The Overload Restart Delay ", both_rest, "Overloadtime"),
 };
 
 }  // namespace

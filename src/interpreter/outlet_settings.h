@@ -16,9 +16,4 @@ Row all_outlet_voltage_messages();
 Row runtime_messages();
 Row safe_mode_messages();
 
-// Outlets of the model code, by containment in this order; DC units count 0.
-int outlet_count(const std::string& model);
-// The OCDT list of the model with every outlet's delay code at 0.
-std::string default_ocdt(const std::string& model);
-
 }  // namespace interp

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "interpreter/common/actions.h"
 #include "interpreter/dispatcher.h"
 #include "interpreter/common/outlet_string.h"
 #include "records/interval_energy.h"
@@ -27,44 +28,26 @@ int clean_all_outlets(Context& ctx, char*) {
 int clean_one_outlet(Context& ctx, char*) {
   int n = 0;
   if (std::sscanf(ctx.message, "[SUCCESS]Clean Up The Outlet %d Electrical Work.", &n) != 1) return 0;
-  if (n < 1 || n > 9) return 0;
+  if (n < 1 || n > kOutletPlaces) return 0;
   records::clean_interval_energy(ctx, static_cast<unsigned>(n));
   return 0;
 }
 
 // ---- all outlets and the key lock --------------------------------------------
 
-// Every one of the eight outlets, whatever the model.
-void all_outlets(Context& ctx, const char* v) {
+// Every one of the eight outlets, whatever the model, to the row's value.
+int all_outlets(Context& ctx, const Recogniser& r, char*) {
+  const char* v = r.value;
   ctx.nvram.set("SystemOnOff", v);
-  for (int n = 1; n <= 8; ++n) ctx.settings.set(outlet_key("Outlet", n), v);
-  for (int n = 1; n <= 8; ++n) ctx.nvram.set(outlet_key("Outlet", n), v);
-}
-
-int all_outlets_on(Context& ctx, char*) {
-  all_outlets(ctx, "1");
-  return 0;
-}
-
-int all_outlets_off(Context& ctx, char*) {
-  all_outlets(ctx, "0");
+  for (int n = 1; n <= kSettingsOutlets; ++n) ctx.settings.set(outlet_key("Outlet", n), v);
+  for (int n = 1; n <= kSettingsOutlets; ++n) ctx.nvram.set(outlet_key("Outlet", n), v);
   return 0;
 }
 
 // The front-panel key lock: file line, then nvram.
-int key_on(Context& ctx, char*) {
-  ctx.store("powerlock", "1");
-  return 0;
-}
-
-int key_off(Context& ctx, char*) {
-  ctx.store("powerlock", "0");
-  return 0;
-}
-
 // ---- GUI outlet status ---------------------------------------------------------
 
-constexpr const char* kTipoutletDefault = "111111111";
+constexpr const char* kTipoutletDefault = kTipoutlet.fallback;
 
 bool gui_outlet_status(Context& ctx) {
   if (!str_Endpoint(ctx.message, "[SUCCESS]GUI Outlet") || !str_Endpoint(ctx.message, "Current Status Is"))
@@ -72,7 +55,7 @@ bool gui_outlet_status(Context& ctx) {
   const char* outlet = std::strstr(ctx.message, "Outlet");
   int k = std::atoi(outlet + std::strlen("Outlet"));
   ctx.print("outlet_num: %d\n", k);
-  if (k < 1 || k > 9) return true;  // no place in the outlet string
+  if (k < 1 || k > kOutletPlaces) return true;  // no place in the outlet string
 
   std::string tips = ctx.nvram.get_or("Tipoutlet", kTipoutletDefault);
   if (char code = outlet_status_code(outlet)) {
@@ -89,7 +72,7 @@ bool gui_outlet_status(Context& ctx) {
 
 // The readings of a restarted outlet read zero; DC units show two decimals.
 void zero_readings(Context& ctx, int n) {
-  bool dc = ctx.model().find("ZLT8DC") != std::string::npos;
+  const bool dc = ctx.model.dc;
   ctx.nvram.set(outlet_key("Voltageout", n), dc ? "0.00V" : "0.000V");
   ctx.nvram.set(outlet_key("Carrent", n), dc ? "0.00A" : "0.000A");
   ctx.nvram.set(outlet_key("Power", n), dc ? "0.00W" : "0.000W");
@@ -123,7 +106,7 @@ int switch_outlet(Context& ctx, const char* rest, bool with_restart) {
 
   if (matched) ctx.nvram.set(key, state);
   if (restart) zero_readings(ctx, n);
-  if (n <= 8) ctx.settings.set(key, state);  // written back also when unchanged
+  if (n <= kSettingsOutlets) ctx.settings.set(key, state);  // written back also when unchanged
   return 0;
 }
 
@@ -131,24 +114,24 @@ int set_outlet(Context& ctx, char* rest) { return switch_outlet(ctx, rest, true)
 int gui_set_outlet(Context& ctx, char* rest) { return switch_outlet(ctx, rest, false); }
 
 const Recogniser kEnergyCleanup[] = {
-    prefix("[SUCCESS]Clean Up All Outlets Electrical Work", clean_all_outlets),
-    prefix("[SUCCESS]Clean Up The Outlet ", clean_one_outlet),
+    prefix("clean-up-all-outlets-electrical-work", "[SUCCESS]Clean Up All Outlets Electrical Work", clean_all_outlets),
+    prefix("clean-up-outlet", "[SUCCESS]Clean Up The Outlet ", clean_one_outlet),
 };
 
 const Recogniser kAllOutletsAndKey[] = {
-    prefix("[SUCCESS]Set All Outlets ON", all_outlets_on),
-    prefix("[SUCCESS]Set All Outlets OFF", all_outlets_off),
-    prefix("[SUCCESS]Set Key ON", key_on),
-    prefix("[SUCCESS]Set Key OFF", key_off),
+    data_row("set-all-outlets-on", "[SUCCESS]Set All Outlets ON", all_outlets, nullptr, "1"),
+    data_row("set-all-outlets-off", "[SUCCESS]Set All Outlets OFF", all_outlets, nullptr, "0"),
+    data_row("set-key-on", "[SUCCESS]Set Key ON", both_fixed, "powerlock", "1"),
+    data_row("set-key-off", "[SUCCESS]Set Key OFF", both_fixed, "powerlock", "0"),
 };
 
 const Recogniser kGuiOutletStatus[] = {
-    two_stage(gui_outlet_status),
+    two_stage("gui-outlet-status", gui_outlet_status),
 };
 
 const Recogniser kOutletSwitch[] = {
-    prefix("[SUCCESS]Set Outlet ", set_outlet),
-    prefix("[SUCCESS]GUI Set Outlet ", gui_set_outlet),
+    prefix("set-outlet", "[SUCCESS]Set Outlet ", set_outlet),
+    prefix("gui-set-outlet", "[SUCCESS]GUI Set Outlet ", gui_set_outlet),
 };
 
 }  // namespace

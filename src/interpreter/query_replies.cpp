@@ -1,14 +1,13 @@
 #include "interpreter/query_replies.h"
 
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <utility>
 
+#include "interpreter/common/actions.h"
 #include "interpreter/dispatcher.h"
 #include "interpreter/outlet_settings.h"
 #include "interpreter/common/outlet_string.h"
@@ -23,36 +22,11 @@ namespace interp {
 
 namespace {
 
-struct QueryReply;
-using Action = int (*)(Context&, const QueryReply&, char* rest);
-
-struct QueryReply {
-  const char* prefix;
-  Action action;
-  const char* key;    // the nvram key, or the stem that the outlet number completes
-  const char* value;  // the fixed value, where the reply names it in words
-  const char* key2;   // a second fixed key and value (ground status)
-  const char* value2;
-};
-
 // ---- what each reply does -------------------------------------------------
-
-// Fixed values: the reply's words name the value.
-int store_fixed(Context& ctx, const QueryReply& r, char*) {
-  ctx.nvram.set(r.key, r.value);
-  if (r.key2) ctx.nvram.set(r.key2, r.value2);
-  return 0;
-}
-
-// The rest of the message, unchanged (an empty rest is stored as empty).
-int store_rest(Context& ctx, const QueryReply& r, char* rest) {
-  ctx.nvram.set(r.key, rest);
-  return 0;
-}
 
 // The recogniser does not require the blank that ends the reply's name; a
 // reply without it stores nothing.
-int store_after_blank(Context& ctx, const QueryReply& r, char*) {
+int store_after_blank(Context& ctx, const Recogniser& r, char*) {
   std::string spaced = std::string(r.prefix) + " ";
   if (const char* value = str_Endpoint(ctx.message, spaced.c_str())) ctx.nvram.set(r.key, value);
   return 0;
@@ -60,7 +34,7 @@ int store_after_blank(Context& ctx, const QueryReply& r, char*) {
 
 // `localBaud` keeps the speed as a one-digit index: its first character
 // becomes the rate's place in this list.
-int store_baud_code(Context& ctx, const QueryReply& r, char*) {
+int store_baud_code(Context& ctx, const Recogniser& r, char*) {
   static const char* const kRates[] = {"<GetRS232Baud 2400",  "<GetRS232Baud 4800",
                                        "<GetRS232Baud 9600",  "<GetRS232Baud 19200",
                                        "<GetRS232Baud 38400", "<GetRS232Baud 57600",
@@ -88,14 +62,14 @@ char* after_outlet(char* rest) { return (outlet_digit(rest) && rest[1] != '\0') 
 std::string outlet_key(const char* stem, int n) { return stem + std::to_string(n); }
 
 // Numbered form: "<stem><n>" = the text after the digit and one separator.
-int store_numbered(Context& ctx, const QueryReply& r, char* rest) {
+int store_numbered(Context& ctx, const Recogniser& r, char* rest) {
   if (char* value = after_outlet(rest)) ctx.nvram.set(outlet_key(r.key, outlet_digit(rest)), value);
   return 0;
 }
 
 // Outlet switch state: the first character of `Outlet<n>` follows On/Off.
 // Outlets below 9 are also kept in the settings file.
-int store_outlet_switch(Context& ctx, const QueryReply& r, char* rest) {
+int store_outlet_switch(Context& ctx, const Recogniser& r, char* rest) {
   const char* text = after_outlet(rest);
   if (!text) return 0;
   int n = outlet_digit(rest);
@@ -104,21 +78,21 @@ int store_outlet_switch(Context& ctx, const QueryReply& r, char* rest) {
   if (std::strncmp(text, "On", 2) == 0) code = '1';
   else if (std::strncmp(text, "Off", 2) == 0) code = '0';  // only "Of" is compared
   else return 0;
-  std::string value = outlet_string(ctx, key, "0", 0);
+  std::string value = outlet_string(ctx, kOutletOnOff, key, 0);
   value[0] = code;
   ctx.nvram.set(key, value);
-  if (n < 9) ctx.settings.set_formatted(key, value);
+  if (n <= kSettingsOutlets) ctx.settings.set_formatted(key, value);
   return 0;
 }
 
 // Outlet mode: character n-1 of `Tipoutlet` becomes the status code.
-int store_outlet_mode(Context& ctx, const QueryReply& r, char* rest) {
+int store_outlet_mode(Context& ctx, const Recogniser& r, char* rest) {
   const char* text = after_outlet(rest);
   if (!text) return 0;
   char code = outlet_status_code(text);
   if (!code) return 0;
   size_t n = static_cast<size_t>(outlet_digit(rest));
-  std::string value = outlet_string(ctx, r.key, "111111111", n - 1);
+  std::string value = outlet_string(ctx, kTipoutlet, r.key, n - 1);
   value[n - 1] = code;
   ctx.nvram.set(r.key, value);
   return 0;
@@ -136,10 +110,9 @@ bool read_int(const char*& p, int& out) {
   return true;
 }
 
-
 // Outlet overcurrent delay: " <n> <ms>ms"; field n of `OCDT` becomes the
 // delay's code, 0 to 5 for 0 to 500 ms in steps of 100.
-int store_outlet_current_delay(Context& ctx, const QueryReply& r, char* rest) {
+int store_outlet_current_delay(Context& ctx, const Recogniser& r, char* rest) {
   if (rest[0] == '\0') return 0;
   const char* p = rest + 1;
   int n = 0;
@@ -151,8 +124,8 @@ int store_outlet_current_delay(Context& ctx, const QueryReply& r, char* rest) {
   std::string value;
   if (current) {
     value = *current;
-  } else if (outlet_count(ctx.model()) > 0) {
-    value = default_ocdt(ctx.model());
+  } else if (ctx.model.outlets > 0) {
+    value = ctx.model.default_ocdt();
   } else {
     return 0;
   }
@@ -164,120 +137,104 @@ int store_outlet_current_delay(Context& ctx, const QueryReply& r, char* rest) {
 }
 
 // "0" when outlets shut down on abnormal voltage, "1" when they retry.
-int store_volt_monitor_mode(Context& ctx, const QueryReply& r, char* rest) {
+int store_volt_monitor_mode(Context& ctx, const Recogniser& r, char* rest) {
   bool retry = !std::strstr(rest, "All_Outlets_Shutdown") && std::strstr(rest, "Auto_Retry");
   ctx.nvram.set(r.key, retry ? "1" : "0");
   return 0;
 }
 
 // The retry time without its unit: the rest up to the first "mins".
-int store_volt_monitor_retry_time(Context& ctx, const QueryReply& r, char* rest) {
+int store_volt_monitor_retry_time(Context& ctx, const Recogniser& r, char* rest) {
   std::string_view value(rest);
   ctx.nvram.set(r.key, value.substr(0, value.find("mins")));
   return 0;
 }
 
-// ---- the table ------------------------------------------------------------
-
-constexpr QueryReply fixed(const char* prefix, const char* key, const char* value) {
-  return {prefix, store_fixed, key, value, nullptr, nullptr};
-}
-constexpr QueryReply fixed2(const char* prefix, const char* key, const char* value,
-                            const char* key2, const char* value2) {
-  return {prefix, store_fixed, key, value, key2, value2};
-}
-constexpr QueryReply rest_to(const char* prefix, const char* key) {
-  return {prefix, store_rest, key, nullptr, nullptr, nullptr};
-}
-constexpr QueryReply after_blank_to(const char* prefix, const char* key) {
-  return {prefix, store_after_blank, key, nullptr, nullptr, nullptr};
-}
-constexpr QueryReply numbered(const char* prefix, const char* stem) {
-  return {prefix, store_numbered, stem, nullptr, nullptr, nullptr};
-}
-constexpr QueryReply parsed(const char* prefix, Action action, const char* key) {
-  return {prefix, action, key, nullptr, nullptr, nullptr};
-}
-
-// One recogniser per outlet, outlet 1 first: "<prefix><n> " into "<key><n>".
-#define EACH_OUTLET_1_TO_8(prefix, key)                                                       \
-  rest_to(prefix "1 ", key "1"), rest_to(prefix "2 ", key "2"), rest_to(prefix "3 ", key "3"), \
-      rest_to(prefix "4 ", key "4"), rest_to(prefix "5 ", key "5"),                            \
-      rest_to(prefix "6 ", key "6"), rest_to(prefix "7 ", key "7"), rest_to(prefix "8 ", key "8")
+// ---- the rows -------------------------------------------------------------
 
 // Tested top to bottom; a prefix is found anywhere in the message. The blanks
 // that end the names keep similar replies apart ("<GetOutletCurrent " is not
 // part of "<GetOutletCurrentThreshold ").
-constexpr QueryReply kReplies[] = {
-    fixed("<GetPowerStatus On", "Power", "1"),
-    fixed("<GetPowerStatus Off", "Power", "0"),
-    fixed("<GetKeyStatus On", "powerlock", "1"),
-    fixed("<GetKeyStatus Off", "powerlock", "0"),
-    parsed("<GetRS232Baud", store_baud_code, "localBaud"),
-    rest_to("<GetSystemOverVoltageThreshold ", "VoltageThreshold"),
-    rest_to("<GetSystemUnderVoltageThreshold ", "UnderVoltage"),
-    rest_to("<GetSystemCurrentThreshold ", "Thresholdcurrent"),
-    fixed2("<GetGroundStatus Properly Grounded", "DashboardSense", "Device Ground Detected",
-           "Groundsen", "0"),
-    fixed2("<GetGroundStatus Not Grounded", "DashboardSense", "Device Ground Lost",
-           "Groundsen", "1"),
-    parsed("<GetOutletCurrentDelayTime", store_outlet_current_delay, "OCDT"),
-    parsed("<GetOutletMode ", store_outlet_mode, "Tipoutlet"),
-    EACH_OUTLET_1_TO_8("<GetOutletPowerOffTime ", "Poweroffdelay"),
-    EACH_OUTLET_1_TO_8("<GetOutletPowerOnTime ", "Powerdelay"),
-    EACH_OUTLET_1_TO_8("<GetOutletEleResetTime ", "ResetDelay"),
-    EACH_OUTLET_1_TO_8("<GetOutletPowerRestaTime ", "Restadelay"),
-    fixed("<GetSafeMode Outlet_Shutdown", "Safemode", "0"),
-    fixed("<GetSafeMode System_Shutdown", "Safemode", "1"),
-    fixed("<GetSafeMode Auto_Retry", "Safemode", "2"),
-    fixed("<GetStandbyMode All_Standby_Mode", "Standbymode", "0"),
-    fixed("<GetStandbyMode Sleep_Mode", "Standbymode", "1"),
-    after_blank_to("<GetOverloadRetryCnt", "Reteriesvalue"),
-    after_blank_to("<GetOverloadRetryTime", "Secmin"),
-    after_blank_to("<GetBeeperTime", "BeeperTime"),
-    parsed("<Outlet ", store_outlet_switch, "Outlet"),
-    rest_to("<Total Current ", "TotalCarrent"),
-    rest_to("<Total Power ", "TotalPower"),
-    rest_to("<Total Energy Consumed ", "TotalEnergyConsumed"),
-    rest_to("<Voltage ", "Voltage"),
-    rest_to("<Frequency ", "Frequency"),
-    rest_to("<Power Factor ", "PowerFactor"),
-    numbered("<GetOutletVoltage ", "Voltageout"),
-    numbered("<GetOutletCurrent ", "Carrent"),
-    numbered("<GetOutletPower ", "Power"),
-    numbered("<GetOutletConsumed ", "Consumed"),
-    numbered("<GetOutletPowerFactor ", "PowerFactor"),
-    fixed("<GetRelayMode Dry_Contact", "relaymode", "0"),
-    fixed("<GetRelayMode Push_Button", "relaymode", "1"),
-    fixed("<GetRelayLevel Low_Voltage", "ralayvoltage", "0"),
-    fixed("<GetRelayLevel High_Voltage", "ralayvoltage", "1"),
-    fixed("<GetRelayStatus On", "relaypower", "1"),
-    fixed("<GetRelayStatus Off", "relaypower", "0"),
-    parsed("<GetAbnormalVoltage_SafeMode ", store_volt_monitor_mode, "VoltMonitorMode"),
-    parsed("<GetAbnormalVoltage_RetryTime ", store_volt_monitor_retry_time,
-           "VoltMonitorRetryTime"),
-    numbered("<GetOutletCurrentThreshold ", "Thresholdcurrent"),
+const Recogniser kReplies[] = {
+    data_row("get-power-status-on", "<GetPowerStatus On", nvram_fixed, "Power", "1"),
+    data_row("get-power-status-off", "<GetPowerStatus Off", nvram_fixed, "Power", "0"),
+    data_row("get-key-status-on", "<GetKeyStatus On", nvram_fixed, "powerlock", "1"),
+    data_row("get-key-status-off", "<GetKeyStatus Off", nvram_fixed, "powerlock", "0"),
+    data_row("get-rs232-baud", "<GetRS232Baud", store_baud_code, "localBaud"),
+    data_row("get-system-over-voltage-threshold", "<GetSystemOverVoltageThreshold ", nvram_rest, "VoltageThreshold"),
+    data_row("get-system-under-voltage-threshold", "<GetSystemUnderVoltageThreshold ", nvram_rest, "UnderVoltage"),
+    data_row("get-system-current-threshold", "<GetSystemCurrentThreshold ", nvram_rest, "Thresholdcurrent"),
+    data_row("get-ground-status-properly-grounded", "<GetGroundStatus Properly Grounded", nvram_fixed, "DashboardSense", "Device Ground Detected", "Groundsen", "0"),
+    data_row("get-ground-status-not-grounded", "<GetGroundStatus Not Grounded", nvram_fixed, "DashboardSense", "Device Ground Lost", "Groundsen", "1"),
+    data_row("get-outlet-current-delay-time", "<GetOutletCurrentDelayTime", store_outlet_current_delay, "OCDT"),
+    data_row("get-outlet-mode", "<GetOutletMode ", store_outlet_mode, "Tipoutlet"),
+    data_row("get-outlet-power-off-time-1", "<GetOutletPowerOffTime 1 ", nvram_rest, "Poweroffdelay1"),
+    data_row("get-outlet-power-off-time-2", "<GetOutletPowerOffTime 2 ", nvram_rest, "Poweroffdelay2"),
+    data_row("get-outlet-power-off-time-3", "<GetOutletPowerOffTime 3 ", nvram_rest, "Poweroffdelay3"),
+    data_row("get-outlet-power-off-time-4", "<GetOutletPowerOffTime 4 ", nvram_rest, "Poweroffdelay4"),
+    data_row("get-outlet-power-off-time-5", "<GetOutletPowerOffTime 5 ", nvram_rest, "Poweroffdelay5"),
+    data_row("get-outlet-power-off-time-6", "<GetOutletPowerOffTime 6 ", nvram_rest, "Poweroffdelay6"),
+    data_row("get-outlet-power-off-time-7", "<GetOutletPowerOffTime 7 ", nvram_rest, "Poweroffdelay7"),
+    data_row("get-outlet-power-off-time-8", "<GetOutletPowerOffTime 8 ", nvram_rest, "Poweroffdelay8"),
+    data_row("get-outlet-power-on-time-1", "<GetOutletPowerOnTime 1 ", nvram_rest, "Powerdelay1"),
+    data_row("get-outlet-power-on-time-2", "<GetOutletPowerOnTime 2 ", nvram_rest, "Powerdelay2"),
+    data_row("get-outlet-power-on-time-3", "<GetOutletPowerOnTime 3 ", nvram_rest, "Powerdelay3"),
+    data_row("get-outlet-power-on-time-4", "<GetOutletPowerOnTime 4 ", nvram_rest, "Powerdelay4"),
+    data_row("get-outlet-power-on-time-5", "<GetOutletPowerOnTime 5 ", nvram_rest, "Powerdelay5"),
+    data_row("get-outlet-power-on-time-6", "<GetOutletPowerOnTime 6 ", nvram_rest, "Powerdelay6"),
+    data_row("get-outlet-power-on-time-7", "<GetOutletPowerOnTime 7 ", nvram_rest, "Powerdelay7"),
+    data_row("get-outlet-power-on-time-8", "<GetOutletPowerOnTime 8 ", nvram_rest, "Powerdelay8"),
+    data_row("get-outlet-ele-reset-time-1", "<GetOutletEleResetTime 1 ", nvram_rest, "ResetDelay1"),
+    data_row("get-outlet-ele-reset-time-2", "<GetOutletEleResetTime 2 ", nvram_rest, "ResetDelay2"),
+    data_row("get-outlet-ele-reset-time-3", "<GetOutletEleResetTime 3 ", nvram_rest, "ResetDelay3"),
+    data_row("get-outlet-ele-reset-time-4", "<GetOutletEleResetTime 4 ", nvram_rest, "ResetDelay4"),
+    data_row("get-outlet-ele-reset-time-5", "<GetOutletEleResetTime 5 ", nvram_rest, "ResetDelay5"),
+    data_row("get-outlet-ele-reset-time-6", "<GetOutletEleResetTime 6 ", nvram_rest, "ResetDelay6"),
+    data_row("get-outlet-ele-reset-time-7", "<GetOutletEleResetTime 7 ", nvram_rest, "ResetDelay7"),
+    data_row("get-outlet-ele-reset-time-8", "<GetOutletEleResetTime 8 ", nvram_rest, "ResetDelay8"),
+    data_row("get-outlet-power-resta-time-1", "<GetOutletPowerRestaTime 1 ", nvram_rest, "Restadelay1"),
+    data_row("get-outlet-power-resta-time-2", "<GetOutletPowerRestaTime 2 ", nvram_rest, "Restadelay2"),
+    data_row("get-outlet-power-resta-time-3", "<GetOutletPowerRestaTime 3 ", nvram_rest, "Restadelay3"),
+    data_row("get-outlet-power-resta-time-4", "<GetOutletPowerRestaTime 4 ", nvram_rest, "Restadelay4"),
+    data_row("get-outlet-power-resta-time-5", "<GetOutletPowerRestaTime 5 ", nvram_rest, "Restadelay5"),
+    data_row("get-outlet-power-resta-time-6", "<GetOutletPowerRestaTime 6 ", nvram_rest, "Restadelay6"),
+    data_row("get-outlet-power-resta-time-7", "<GetOutletPowerRestaTime 7 ", nvram_rest, "Restadelay7"),
+    data_row("get-outlet-power-resta-time-8", "<GetOutletPowerRestaTime 8 ", nvram_rest, "Restadelay8"),
+    data_row("get-safe-mode-outlet-shutdown", "<GetSafeMode Outlet_Shutdown", nvram_fixed, "Safemode", "0"),
+    data_row("get-safe-mode-system-shutdown", "<GetSafeMode System_Shutdown", nvram_fixed, "Safemode", "1"),
+    data_row("get-safe-mode-auto-retry", "<GetSafeMode Auto_Retry", nvram_fixed, "Safemode", "2"),
+    data_row("get-standby-mode-all-standby-mode", "<GetStandbyMode All_Standby_Mode", nvram_fixed, "Standbymode", "0"),
+    data_row("get-standby-mode-sleep-mode", "<GetStandbyMode Sleep_Mode", nvram_fixed, "Standbymode", "1"),
+    data_row("get-overload-retry-cnt", "<GetOverloadRetryCnt", store_after_blank, "Reteriesvalue"),
+    data_row("get-overload-retry-time", "<GetOverloadRetryTime", store_after_blank, "Secmin"),
+    data_row("get-beeper-time", "<GetBeeperTime", store_after_blank, "BeeperTime"),
+    data_row("outlet", "<Outlet ", store_outlet_switch, "Outlet"),
+    data_row("total-current", "<Total Current ", nvram_rest, "TotalCarrent"),
+    data_row("total-power", "<Total Power ", nvram_rest, "TotalPower"),
+    data_row("total-energy-consumed", "<Total Energy Consumed ", nvram_rest, "TotalEnergyConsumed"),
+    data_row("voltage", "<Voltage ", nvram_rest, "Voltage"),
+    data_row("frequency", "<Frequency ", nvram_rest, "Frequency"),
+    data_row("power-factor", "<Power Factor ", nvram_rest, "PowerFactor"),
+    data_row("get-outlet-voltage", "<GetOutletVoltage ", store_numbered, "Voltageout"),
+    data_row("get-outlet-current", "<GetOutletCurrent ", store_numbered, "Carrent"),
+    data_row("get-outlet-power", "<GetOutletPower ", store_numbered, "Power"),
+    data_row("get-outlet-consumed", "<GetOutletConsumed ", store_numbered, "Consumed"),
+    data_row("get-outlet-power-factor", "<GetOutletPowerFactor ", store_numbered, "PowerFactor"),
+    data_row("get-relay-mode-dry-contact", "<GetRelayMode Dry_Contact", nvram_fixed, "relaymode", "0"),
+    data_row("get-relay-mode-push-button", "<GetRelayMode Push_Button", nvram_fixed, "relaymode", "1"),
+    data_row("get-relay-level-low-voltage", "<GetRelayLevel Low_Voltage", nvram_fixed, "ralayvoltage", "0"),
+    data_row("get-relay-level-high-voltage", "<GetRelayLevel High_Voltage", nvram_fixed, "ralayvoltage", "1"),
+    data_row("get-relay-status-on", "<GetRelayStatus On", nvram_fixed, "relaypower", "1"),
+    data_row("get-relay-status-off", "<GetRelayStatus Off", nvram_fixed, "relaypower", "0"),
+    data_row("get-abnormal-voltage-safe-mode", "<GetAbnormalVoltage_SafeMode ", store_volt_monitor_mode, "VoltMonitorMode"),
+    data_row("get-abnormal-voltage-retry-time", "<GetAbnormalVoltage_RetryTime ", store_volt_monitor_retry_time, "VoltMonitorRetryTime"),
+    data_row("get-outlet-current-threshold", "<GetOutletCurrentThreshold ", store_numbered, "Thresholdcurrent"),
 };
-
-#undef EACH_OUTLET_1_TO_8
 
 static_assert(std::size(kReplies) == 73, "the query replies are 73 recognisers");
 
-// Each reply becomes one recogniser of the chain, in the table's order.
-template <size_t I>
-int handle(Context& ctx, char* rest) {
-  return kReplies[I].action(ctx, kReplies[I], rest);
-}
-
-template <size_t... I>
-constexpr std::array<Recogniser, sizeof...(I)> recognisers_of(std::index_sequence<I...>) {
-  return {{prefix(kReplies[I].prefix, &handle<I>)...}};
-}
-
-constexpr auto kRecognisers = recognisers_of(std::make_index_sequence<std::size(kReplies)>());
-
 }  // namespace
 
-Row query_reply_messages() { return Row{kRecognisers.data(), kRecognisers.size()}; }
+Row query_reply_messages() { return row_of(kReplies); }
 
 }  // namespace interp

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "interpreter/common/actions.h"
 #include "interpreter/network_restart.h"
 #include "interpreter/common/outlet_string.h"
 #include "util/cipher.h"
@@ -59,16 +60,6 @@ int mcu_wait(Context& ctx, char*) {
   return 0;
 }
 
-int rebooted(Context& ctx, char*) {
-  ctx.nvram.set("SystemWaiting", "0");
-  return 0;
-}
-
-int device_name(Context& ctx, char* rest) {
-  ctx.store("TitleLabel", rest);
-  return 0;
-}
-
 // The model code every model-dependent handler reads. Before the first login
 // the host name and title follow the model name.
 int current_model_name(Context& ctx, char* rest) {
@@ -81,11 +72,6 @@ int current_model_name(Context& ctx, char* rest) {
     ctx.settings.append(key, rest);
     ctx.nvram.set(key, rest);
   }
-  return 0;
-}
-
-int model_change_zlt4ac2(Context& ctx, char*) {
-  ctx.store("ChangeModel2", "1");
   return 0;
 }
 
@@ -116,20 +102,13 @@ int abnormal_retry_later(Context& ctx, char*) {
   return 0;
 }
 
-int system_recovery_end(Context& ctx, char*) {
-  ctx.nvram.set("AbnormalStatus", "0");
-  return 0;
-}
-
-int set_mdns(Context& ctx, const char* value) {
-  ctx.store("mDNSOpenStatu", value);
+// The row's value: "1" on, "0" off.
+int set_mdns(Context& ctx, const Recogniser& r, char*) {
+  ctx.store("mDNSOpenStatu", r.value);
   ctx.clock.sleep_s(2);
   ctx.runner.run(kMdnsReload);
   return 0;
 }
-
-int mdns_on(Context& ctx, char*) { return set_mdns(ctx, "1"); }
-int mdns_off(Context& ctx, char*) { return set_mdns(ctx, "0"); }
 
 // Only the encrypted form of the new login password is kept, anywhere.
 int new_password(Context& ctx, char* rest) {
@@ -164,11 +143,6 @@ int power_led_auto_off(Context& ctx, char* rest) {
   return 0;
 }
 
-int voltage_select_on(Context& ctx, char*) { ctx.store("selectkey", "1"); return 0; }
-int voltage_select_off(Context& ctx, char*) { ctx.store("selectkey", "0"); return 0; }
-int seven_segment_on(Context& ctx, char*) { ctx.store("SEG7", "1"); return 0; }
-int seven_segment_off(Context& ctx, char*) { ctx.store("SEG7", "0"); return 0; }
-
 // LED: "0" lit, "1" dark (or the auto-off minutes, above).
 int power_led(Context& ctx, char* rest) {
   if (contains(rest, "On") || contains(rest, "ON"))
@@ -193,11 +167,6 @@ int led_display(Context& ctx, char* rest) {
 // ---------------------------------------------------------------------------
 // Retry, relay, thresholds, voltage monitor, supply class, serial speed
 
-int retry_number(Context& ctx, char* rest) { ctx.store("Reteriesvalue", rest); return 0; }
-int retry_delay_time(Context& ctx, char* rest) { ctx.store("Secmin", rest); return 0; }
-int relay_on(Context& ctx, char*) { ctx.store("relaypower", "1"); return 0; }
-int relay_off(Context& ctx, char*) { ctx.store("relaypower", "0"); return 0; }
-
 // A two-way choice: key = "0" for a rest beginning with word0, "1" for word1,
 // unchanged for anything else.
 void store_choice(Context& ctx, const char* key, const char* rest, const char* word0,
@@ -218,10 +187,6 @@ int relay_toggle_voltage(Context& ctx, char* rest) {
   return 0;
 }
 
-int current_threshold(Context& ctx, char* rest) { ctx.store("Thresholdcurrent", rest); return 0; }
-int under_voltage_threshold(Context& ctx, char* rest) { ctx.nvram.set("UnderVoltage", rest); return 0; }
-int over_voltage_threshold(Context& ctx, char* rest) { ctx.nvram.set("VoltageThreshold", rest); return 0; }
-
 int voltage_monitor_mode(Context& ctx, char* rest) {
   const char* mode = "0";
   if (!contains(rest, "All_Outlets_Shutdown") && contains(rest, "Auto_Retry")) mode = "1";
@@ -237,9 +202,6 @@ int voltage_monitor_retry_time(Context& ctx, char* rest) {
   return 0;
 }
 
-int american_voltage(Context& ctx, char*) { ctx.nvram.set("Americanvoltage", "1"); return 0; }
-int non_us_voltage(Context& ctx, char*) { ctx.nvram.set("Americanvoltage", "0"); return 0; }
-
 int rs232_baud_rate(Context& ctx, char* rest) {
   const char* const rates[] = {"2400", "4800", "9600", "19200", "38400", "57600", "115200"};
   for (int i = 0; i < 7; ++i) {
@@ -251,17 +213,12 @@ int rs232_baud_rate(Context& ctx, char* rest) {
   return 0;
 }
 
-int connected(Context& ctx, char*) { ctx.nvram.set("CheckConnectionOK", "1"); return 0; }
-
 // ---------------------------------------------------------------------------
 // Power limit and USB ports
 
-int power_limit_8x30(Context& ctx, char*) { ctx.store("PowerMode5v", "0"); return 0; }
-int power_limit_4x36_4x30(Context& ctx, char*) { ctx.store("PowerMode5v", "1"); return 0; }
-
 int power_limit_8x36_usb_off(Context& ctx, char*) {
   ctx.store("PowerMode5v", "2");
-  ctx.store("Outletusb", "00000000");
+  ctx.store(kOutletusb.key, kOutletusb.fallback);
   return 0;
 }
 
@@ -269,15 +226,15 @@ int power_limit_8x36_usb_off(Context& ctx, char*) {
 int usb_port(Context& ctx, char* rest) {
   std::string_view text(rest);
   int port = 0;
-  for (int n = 1; n <= 8 && port == 0; ++n) {
+  for (int n = 1; n <= kSettingsOutlets && port == 0; ++n) {
     const char word[] = {static_cast<char>('0' + n), ' ', '\0'};
     if (contains(text, word)) port = n;
   }
   if (port == 0) return 0;
   bool on = text.size() > 2 && contains(text.substr(2), "ON");
   // Every port 1..8 has its place.
-  std::string usb = outlet_string(ctx, "Outletusb", "00000000", 7);
-  std::string action = outlet_string(ctx, "Outletusbaction", "00000000", 7);
+  std::string usb = outlet_string(ctx, kOutletusb, 7);
+  std::string action = outlet_string(ctx, kOutletusbaction, 7);
   usb[port - 1] = on ? '1' : '0';
   if (on) action[port - 1] = '0';
   ctx.nvram.set("Ousb" + std::to_string(port), on ? "1" : "0");
@@ -317,16 +274,6 @@ int system_time(Context& ctx, char* rest) {
   ctx.nvram.set("EnergyMeasuredSince", rest);
   return 0;
 }
-
-int electric_size(Context& ctx, const char* code) {
-  ctx.nvram.set("ovsize", code);
-  return 0;
-}
-
-int high_voltage(Context& ctx, char*) { return electric_size(ctx, "1"); }
-int low_voltage(Context& ctx, char*) { return electric_size(ctx, "2"); }
-int non_standard_voltage(Context& ctx, char*) { return electric_size(ctx, "3"); }
-int standard_voltage(Context& ctx, char*) { return electric_size(ctx, "0"); }
 
 // Guiupsys says who asked for the clock: "1" the MCU upgrade page, "2" the GUI
 // upgrade page, "3" a command session.
@@ -386,9 +333,9 @@ int tcpip2_enable(Context& ctx, char*) {
 
 int system_power_off(Context& ctx, char*) {
   ctx.store("Power", "0");
-  if (!contains(ctx.model(), "ZLT8DC")) return 0;
-  for (int n = 1; n <= 8; ++n) ctx.store("Outlet" + std::to_string(n), "0");
-  ctx.store("Outletusb", "00000000");
+  if (!ctx.model.dc) return 0;
+  for (int n = 1; n <= kSettingsOutlets; ++n) ctx.store("Outlet" + std::to_string(n), "0");
+  ctx.store(kOutletusb.key, kOutletusb.fallback);
   return 0;
 }
 
@@ -403,66 +350,66 @@ int system_power_on(Context& ctx, char*) {
 // The rows, in chain order
 
 const Recogniser kSystemIdentity[] = {
-    prefix("[SUCCESS]Set Network Reboot And Apply New Config", network_reboot_apply),
-    prefix("[MCU]Wait", mcu_wait),
-    prefix("Rebooted", rebooted),
-    prefix("[SUCCESS]Get Device Name To ", device_name),
-    prefix("[SUCCESS]Get Current Model Name To ", current_model_name),
-    prefix("[SUCCESS]This Model Name Change To ZLT4AC2", model_change_zlt4ac2),
-    prefix("[STATUS]Abnormal Retry Later ", abnormal_retry_later),
-    prefix("[STATUS]System Recovery End", system_recovery_end),
-    prefix("[SUCCESS]Set mDNS To ON", mdns_on),
-    prefix("[SUCCESS]Set Newpassword To ", new_password),
-    prefix("[SUCCESS]Set mDNS To OFF", mdns_off),
-    prefix("[SUCCESS]Set The System Standby Mode To ", standby_mode),
-    prefix("[SUCCESS]Set Power LED To Auto Turn OFF After", power_led_auto_off),
-    prefix("[SUCCESS]Set VOLTAGE SELECT ON", voltage_select_on),
-    prefix("[SUCCESS]Set VOLTAGE SELECT OFF", voltage_select_off),
-    prefix("[SUCCESS]Set 7-Segment Display ON", seven_segment_on),
-    prefix("[SUCCESS]Set 7-Segment Display OFF", seven_segment_off),
-    prefix("[SUCCESS]Set Power LED To ", power_led),
-    prefix("[SUCCESS]Set Led To Display", led_display),
-    prefix("[SUCCESS]Set The System Retry Number To ", retry_number),
+    prefix("set-network-reboot-and-apply-new-config", "[SUCCESS]Set Network Reboot And Apply New Config", network_reboot_apply),
+    prefix("mcu-wait", "[MCU]Wait", mcu_wait),
+    data_row("rebooted", "Rebooted", nvram_fixed, "SystemWaiting", "0"),
+    data_row("get-device-name", "[SUCCESS]Get Device Name To ", both_rest, "TitleLabel"),
+    prefix("get-current-model-name", "[SUCCESS]Get Current Model Name To ", current_model_name),
+    data_row("this-model-name-change-zlt4ac2", "[SUCCESS]This Model Name Change To ZLT4AC2", both_fixed, "ChangeModel2", "1"),
+    prefix("status-abnormal-retry-later", "[STATUS]Abnormal Retry Later ", abnormal_retry_later),
+    data_row("status-system-recovery-end", "[STATUS]System Recovery End", nvram_fixed, "AbnormalStatus", "0"),
+    data_row("set-m-dns-on", "[SUCCESS]Set mDNS To ON", set_mdns, nullptr, "1"),
+    prefix("set-newpassword", "[SUCCESS]Set Newpassword To ", new_password),
+    data_row("set-m-dns-off", "[SUCCESS]Set mDNS To OFF", set_mdns, nullptr, "0"),
+    prefix("set-system-standby-mode", "[SUCCESS]Set The System Standby Mode To ", standby_mode),
+    prefix("set-power-led-auto-turn-off-after", "[SUCCESS]Set Power LED To Auto Turn OFF After", power_led_auto_off),
+    data_row("set-voltage-select-on", "[SUCCESS]Set VOLTAGE SELECT ON", both_fixed, "selectkey", "1"),
+    data_row("set-voltage-select-off", "[SUCCESS]Set VOLTAGE SELECT OFF", both_fixed, "selectkey", "0"),
+    data_row("set-7-segment-display-on", "[SUCCESS]Set 7-Segment Display ON", both_fixed, "SEG7", "1"),
+    data_row("set-7-segment-display-off", "[SUCCESS]Set 7-Segment Display OFF", both_fixed, "SEG7", "0"),
+    prefix("set-power-led", "[SUCCESS]Set Power LED To ", power_led),
+    prefix("set-led-display", "[SUCCESS]Set Led To Display", led_display),
+    data_row("set-system-retry-number", "[SUCCESS]Set The System Retry Number To ", both_rest, "Reteriesvalue"),
     // Located without the leading '[' on the unit; the rest is the same.
-    prefix("[SUCCESS]Set The System Retry Delay Time To ", retry_delay_time),
-    prefix("[SUCCESS]Set Relay ON", relay_on),
-    prefix("[SUCCESS]Set Relay OFF", relay_off),
-    prefix("[SUCCESS]Set The Relay Mode To ", relay_mode),
-    prefix("[SUCCESS]Set The Relay Toggle Voltage To ", relay_toggle_voltage),
-    prefix("[SUCCESS]Set The System Current Threshold To ", current_threshold),
-    prefix("[SUCCESS]Set The System UnderVoltage Threshold To ", under_voltage_threshold),
-    prefix("[SUCCESS]Set The System OverVoltage Threshold To ", over_voltage_threshold),
-    prefix("[SUCCESS]Set The System Voltage Monitor Mode To ", voltage_monitor_mode),
-    prefix("[SUCCESS]Set The System Voltage Monitor Retry Delay Time To ", voltage_monitor_retry_time),
-    prefix("[SUCCESS]GUI The System Power Size Is American standard voltage", american_voltage),
-    prefix("[SUCCESS]GUI The System Power Size Is Non-US standard voltage", non_us_voltage),
-    prefix("[SUCCESS]Set RS232 Baud Rate To ", rs232_baud_rate),
-    prefix("Connected.", connected),
-    prefix("[SUCCESS]Set Power Limit To 8x30W", power_limit_8x30),
-    prefix("[SUCCESS]Set Power Limit To 4x36W & 4x30W", power_limit_4x36_4x30),
-    prefix("[SUCCESS]Set Power Limit To 8x36W & USB OFF", power_limit_8x36_usb_off),
-    prefix("[SUCCESS]Set USB ", usb_port),
-    prefix("[SUCCESS]GUI USB ", usb_port),
-    prefix("Flash_Ok:08", flash_ok),
-    prefix("FW Version:", fw_version),
-    prefix("[SUCCESS]Set Device Name To ", device_name),
-    prefix("[SUCCESS]Set The Time For The System: ", system_time),
-    prefix("[SUCCESS]GUI Set The Time For The System: ", system_time),
-    prefix("Electric Size:HIGH_VOLTAGE", high_voltage),
-    prefix("Electric Size:LOW_VOLTAGE", low_voltage),
-    prefix("Electric Size:NON_STANDARD_VOLTAGE", non_standard_voltage),
-    prefix("Electric Size:STANDARD_VOLTAGE", standard_voltage),
-    prefix("[SUCCESS]GUI Get The Time For The System: ", gui_get_system_time),
+    data_row("set-system-retry-delay-time", "[SUCCESS]Set The System Retry Delay Time To ", both_rest, "Secmin"),
+    data_row("set-relay-on", "[SUCCESS]Set Relay ON", both_fixed, "relaypower", "1"),
+    data_row("set-relay-off", "[SUCCESS]Set Relay OFF", both_fixed, "relaypower", "0"),
+    prefix("set-relay-mode", "[SUCCESS]Set The Relay Mode To ", relay_mode),
+    prefix("set-relay-toggle-voltage", "[SUCCESS]Set The Relay Toggle Voltage To ", relay_toggle_voltage),
+    data_row("set-system-current-threshold", "[SUCCESS]Set The System Current Threshold To ", both_rest, "Thresholdcurrent"),
+    data_row("set-system-under-voltage-threshold", "[SUCCESS]Set The System UnderVoltage Threshold To ", nvram_rest, "UnderVoltage"),
+    data_row("set-system-over-voltage-threshold", "[SUCCESS]Set The System OverVoltage Threshold To ", nvram_rest, "VoltageThreshold"),
+    prefix("set-system-voltage-monitor-mode", "[SUCCESS]Set The System Voltage Monitor Mode To ", voltage_monitor_mode),
+    prefix("set-system-voltage-monitor-retry-delay-time", "[SUCCESS]Set The System Voltage Monitor Retry Delay Time To ", voltage_monitor_retry_time),
+    data_row("gui-system-power-size-american-standard-voltage", "[SUCCESS]GUI The System Power Size Is American standard voltage", nvram_fixed, "Americanvoltage", "1"),
+    data_row("gui-system-power-size-non-us-standard-voltage", "[SUCCESS]GUI The System Power Size Is Non-US standard voltage", nvram_fixed, "Americanvoltage", "0"),
+    prefix("set-rs232-baud-rate", "[SUCCESS]Set RS232 Baud Rate To ", rs232_baud_rate),
+    data_row("connected", "Connected.", nvram_fixed, "CheckConnectionOK", "1"),
+    data_row("set-power-limit-8x30w", "[SUCCESS]Set Power Limit To 8x30W", both_fixed, "PowerMode5v", "0"),
+    data_row("set-power-limit-4x36w-4x30w", "[SUCCESS]Set Power Limit To 4x36W & 4x30W", both_fixed, "PowerMode5v", "1"),
+    prefix("set-power-limit-8x36w-usb-off", "[SUCCESS]Set Power Limit To 8x36W & USB OFF", power_limit_8x36_usb_off),
+    prefix("set-usb", "[SUCCESS]Set USB ", usb_port),
+    prefix("gui-usb", "[SUCCESS]GUI USB ", usb_port),
+    prefix("flash-ok-08", "Flash_Ok:08", flash_ok),
+    prefix("fw-version", "FW Version:", fw_version),
+    data_row("set-device-name", "[SUCCESS]Set Device Name To ", both_rest, "TitleLabel"),
+    prefix("set-time-system", "[SUCCESS]Set The Time For The System: ", system_time),
+    prefix("gui-set-time-system", "[SUCCESS]GUI Set The Time For The System: ", system_time),
+    data_row("electric-size-high-voltage", "Electric Size:HIGH_VOLTAGE", nvram_fixed, "ovsize", "1"),
+    data_row("electric-size-low-voltage", "Electric Size:LOW_VOLTAGE", nvram_fixed, "ovsize", "2"),
+    data_row("electric-size-non-standard-voltage", "Electric Size:NON_STANDARD_VOLTAGE", nvram_fixed, "ovsize", "3"),
+    data_row("electric-size-standard-voltage", "Electric Size:STANDARD_VOLTAGE", nvram_fixed, "ovsize", "0"),
+    prefix("gui-get-time-system", "[SUCCESS]GUI Get The Time For The System: ", gui_get_system_time),
 };
 
 const Recogniser kTcpipEnable[] = {
-    prefix("[SUCCESS]Set The TCP/IP1 Enable", tcpip1_enable),
-    prefix("[SUCCESS]Set The TCP/IP2 Enable", tcpip2_enable),
+    prefix("set-tcp-ip1-enable", "[SUCCESS]Set The TCP/IP1 Enable", tcpip1_enable),
+    prefix("set-tcp-ip2-enable", "[SUCCESS]Set The TCP/IP2 Enable", tcpip2_enable),
 };
 
 const Recogniser kSystemPower[] = {
-    prefix("[SUCCESS]Set System Power OFF", system_power_off),
-    prefix("[SUCCESS]Set System Power ON", system_power_on),
+    prefix("set-system-power-off", "[SUCCESS]Set System Power OFF", system_power_off),
+    prefix("set-system-power-on", "[SUCCESS]Set System Power ON", system_power_on),
 };
 
 }  // namespace

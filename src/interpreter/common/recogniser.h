@@ -1,22 +1,37 @@
 #pragma once
-// A row of the recogniser chain: prefixes tested in order anywhere in the
-// message, each with its handler; or a two-stage test that takes the message
-// only when its inner words are there too.
+// A row of the recogniser chain. Every row has a name (what `pdud
+// --list-recognisers` prints and the trace records) and either a prefix,
+// looked for anywhere in the message, or a two-stage test that takes the
+// message only when its inner words are there too.
+//
+// A prefix row does one of two things with the text after its prefix: an
+// action with the row's own data (the key, the fixed value), for the many
+// rows that differ only in their data; or a handler, for the behaviours that
+// need code of their own.
 #include <cstddef>
 
 #include "interpreter/common/context.h"
 
 namespace interp {
 
+struct Recogniser;
+
 // rest: the text just after the prefix (str_Endpoint's result).
 using Handler = int (*)(Context&, char* rest);
+using Action = int (*)(Context&, const Recogniser&, char* rest);
 // True when it took the message; false lets the chain go on.
 using TwoStage = bool (*)(Context&);
 
 struct Recogniser {
-  const char* prefix;     // null for a two-stage test
-  Handler handler;
-  TwoStage two_stage;
+  const char* name;
+  const char* prefix;  // null for a two-stage test
+  Handler handler = nullptr;
+  Action action = nullptr;
+  const char* key = nullptr;    // the action's key (or the stem a number completes)
+  const char* value = nullptr;  // the action's fixed value
+  const char* key2 = nullptr;   // a second fixed key and value
+  const char* value2 = nullptr;
+  TwoStage two_stage = nullptr;
 };
 
 struct Row {
@@ -31,7 +46,17 @@ constexpr Row row_of(const Recogniser (&items)[N]) {
   return Row{items, N};
 }
 
-constexpr Recogniser prefix(const char* p, Handler h) { return Recogniser{p, h, nullptr}; }
-constexpr Recogniser two_stage(TwoStage t) { return Recogniser{nullptr, nullptr, t}; }
+constexpr Recogniser prefix(const char* name, const char* p, Handler h) {
+  return Recogniser{name, p, h, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+}
+constexpr Recogniser two_stage(const char* name, TwoStage t) {
+  return Recogniser{name, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, t};
+}
+// A row whose action works on its data.
+constexpr Recogniser data_row(const char* name, const char* p, Action a, const char* key,
+                              const char* value = nullptr, const char* key2 = nullptr,
+                              const char* value2 = nullptr) {
+  return Recogniser{name, p, nullptr, a, key, value, key2, value2, nullptr};
+}
 
 }  // namespace interp

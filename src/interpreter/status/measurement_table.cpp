@@ -1,7 +1,7 @@
 #include "interpreter/status/measurement_table.h"
 
 #include "interpreter/common/keys.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 #include "interpreter/status/status_modes.h"
 #include "interpreter/common/tokenizer.h"
 
@@ -16,31 +16,21 @@ const char* const kOutletKeys[] = {"Voltageout%d", "Carrent%d", "Power%d", "Cons
 const char* const kTotalKeys[] = {"Voltage",   "TotalCarrent", "TotalPower", "TotalEnergyConsumed",
                                   "PowerFactor", "Frequency"};
 
-int measured_outlets(Layout layout) {
-  switch (layout) {
-    case Layout::Dc8: return 8;
-    case Layout::Ac8: return 9;
-    case Layout::Ac4: return 4;
-    case Layout::None: break;
-  }
-  return 0;
-}
-
 }  // namespace
 
 // Live values, stored as the MCU wrote them (units included), nvram only.
-int parse_measurement_row(Context& ctx, Layout layout, const char* row) {
-  const int outlets = measured_outlets(layout);
+int parse_measurement_row(Context& ctx, Layout, const char* row) {
+  const int outlets = ctx.model.measurement_rows;
   if (outlets == 0) return 0;  // no layout: the table stays armed
   int id = 0;
-  for_each_column(row, 7, [&](int column, const char* token) {
+  for_each_token(row, 7, [&](int column, const Token& token) {
     if (column == 0) {
       id = row_identity(token, outlets, true);
       if (id == outlets + 1) ctx.state.CheckStatusMode = kNoTable;
     } else if (id == outlets + 1) {
-      ctx.nvram.set(kTotalKeys[column - 1], token);
+      ctx.nvram.set(kTotalKeys[column - 1], token.verbatim);
     } else if (id != 0 && column <= 5) {
-      ctx.nvram.set(format_key(kOutletKeys[column - 1], id), token);
+      ctx.nvram.set(format_key(kOutletKeys[column - 1], id), token.verbatim);
     }
   });
   return 0;

@@ -1,7 +1,7 @@
 #pragma once
 // The measurement table of the status dump: live values, nvram only.
 #include "interpreter/common/context.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 
 namespace interp {
 

@@ -1,7 +1,7 @@
 #pragma once
 // The outlet table of the status dump: one row per outlet, closed by "SYS".
 #include "interpreter/common/context.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 
 namespace interp {
 

@@ -1,7 +1,7 @@
 #pragma once
 // The sensor-port table and the three sensor rule tables of the status dump.
 #include "interpreter/common/context.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 
 namespace interp {
 

@@ -1,7 +1,7 @@
 #include "interpreter/status/status_dump.h"
 
 #include "interpreter/status/measurement_table.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 #include "interpreter/status/outlet_table.h"
 #include "interpreter/status/sensor_tables.h"
 #include "interpreter/status/status_modes.h"
@@ -44,14 +44,13 @@ int status_dump(Context& ctx, char* message) {
   ctx.state._readGetCommand = 0;
 
   // These two models keep the status dump switched off.
-  const std::string model = ctx.model();
-  if (contains(model.c_str(), "ZLT2AC") || contains(model.c_str(), "ZLT8ACV")) {
-    ctx.state.CheckStatusMode = kNoTable;
-  }
+  if (!ctx.model.status_dump_parsed) ctx.state.CheckStatusMode = kNoTable;
 
   const uint32_t mode = ctx.state.CheckStatusMode;
   for (const RowParser& parser : kRowParsers) {
-    if (parser.mode == mode) return parser.parse(ctx, model_layout(model), message);
+    if (parser.mode != mode) continue;
+    ctx.status_table = mode;
+    return parser.parse(ctx, ctx.model.layout, message);
   }
   return 0;
 }

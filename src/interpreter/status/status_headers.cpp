@@ -35,14 +35,7 @@ constexpr TableHeader kHeaders[] = {
 // The model gate of the headers. It arms the table on every model code; the
 // no-match path is what keeps the ZLT2AC and ZLT8ACV models out of the dump.
 void arm_table(Context& ctx, uint32_t mode) {
-  const std::string model = ctx.model();
-  if (!contains(model.c_str(), "ZLT2AC")) {
-    ctx.state.CheckStatusMode = mode;
-  } else if (contains(model.c_str(), "ZLT8ACV")) {
-    // left as it was
-  } else {
-    ctx.state.CheckStatusMode = mode;
-  }
+  if (ctx.model.headers_arm_tables) ctx.state.CheckStatusMode = mode;
 }
 
 // The headers are tried in their order; the first whose words are all in the
@@ -59,7 +52,7 @@ bool table_header(Context& ctx) {
   return false;
 }
 
-const Recogniser kStatusHeaderMessages[] = {two_stage(table_header)};
+const Recogniser kStatusHeaderMessages[] = {two_stage("table-header", table_header)};
 
 }  // namespace
 

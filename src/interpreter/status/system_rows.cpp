@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 #include "interpreter/status/status_modes.h"
 #include "interpreter/common/tokenizer.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 // One column of a single-row table: its rule and the key it writes.
 struct Field {
-  void (*apply)(Context& ctx, const char* key, const char* token);
+  void (*apply)(Context& ctx, const char* key, const Token& token);
   const char* key;
 };
 
@@ -29,7 +29,7 @@ constexpr Columns columns_of(const Field (&fields)[N]) {
 }
 
 void parse_columns(Context& ctx, const char* row, Columns columns) {
-  for_each_column(row, columns.count, [&](int column, const char* token) {
+  for_each_token(row, columns.count, [&](int column, const Token& token) {
     const Field& field = columns.fields[column];
     if (field.apply) field.apply(ctx, field.key, token);
   });
@@ -37,29 +37,29 @@ void parse_columns(Context& ctx, const char* row, Columns columns) {
 
 // --- rules -----------------------------------------------------------------
 
-void file_and_nvram(Context& ctx, const char* key, const char* token) { ctx.store(key, token); }
+void file_and_nvram(Context& ctx, const char* key, const Token& token) { ctx.store(key, token.verbatim); }
 
-void nvram_only(Context& ctx, const char* key, const char* token) { ctx.nvram.set(key, token); }
+void nvram_only(Context& ctx, const char* key, const Token& token) { ctx.nvram.set(key, token.verbatim); }
 
 void store_keyword(Context& ctx, const char* key, const char* value) {
   if (value) ctx.store(key, value);
 }
 
-void power_switch(Context& ctx, const char* key, const char* token) {
+void power_switch(Context& ctx, const char* key, const Token& token) {
   store_keyword(ctx, key, first_keyword(token, {{"ON", "1"}, {"On", "1"}, {"OFF", "0"}, {"Off", "0"}}));
 }
 
-void on_off(Context& ctx, const char* key, const char* token) {
+void on_off(Context& ctx, const char* key, const Token& token) {
   store_keyword(ctx, key, first_keyword(token, {{"ON", "1"}, {"OFF", "0"}}));
 }
 
 // The MCU sends 1 for a disabled interface: the setting is the inverse.
-void enable_tcpip(Context& ctx, const char* key, const char* token) {
+void enable_tcpip(Context& ctx, const char* key, const Token& token) {
   ctx.store(key, contains(token, "1") ? "0" : "1");
 }
 
 // The RS-232 speed is kept as a one-digit index into the rate list.
-void local_baud(Context& ctx, const char* key, const char* token) {
+void local_baud(Context& ctx, const char* key, const Token& token) {
   std::string value = ctx.nvram.get_or(key, "6");
   const char* index = first_keyword(token, {{"2400", "1"},
                                             {"4800", "2"},
@@ -75,7 +75,7 @@ void local_baud(Context& ctx, const char* key, const char* token) {
   ctx.store(key, value);
 }
 
-void ground(Context& ctx, const char*, const char* token) {
+void ground(Context& ctx, const char*, const Token& token) {
   if (contains(token, "Device_Ground_Detected")) {
     ctx.nvram.set("DashboardSense", "Device Ground Detected");
     ctx.nvram.set("Groundsen", "0");
@@ -85,32 +85,32 @@ void ground(Context& ctx, const char*, const char* token) {
   }
 }
 
-void volt_monitor_mode(Context& ctx, const char* key, const char* token) {
+void volt_monitor_mode(Context& ctx, const char* key, const Token& token) {
   const char* value = first_keyword(token, {{"All_Outlets_Shutdown", "0"}, {"Auto_Retry", "1"}});
   if (value) ctx.nvram.set(key, value);
 }
 
 // The last column of the voltage-monitor row: it closes the table.
-void volt_monitor_retry_time(Context& ctx, const char* key, const char* token) {
-  const std::string_view value(token);
+void volt_monitor_retry_time(Context& ctx, const char* key, const Token& token) {
+  const std::string_view value(token.verbatim);
   ctx.nvram.set(key, value.substr(0, value.find("mins")));
   ctx.state.CheckStatusMode = kNoTable;
 }
 
-void safe_mode(Context& ctx, const char* key, const char* token) {
+void safe_mode(Context& ctx, const char* key, const Token& token) {
   const char* value = first_keyword(token, {{"Outlet_Shutdown", "0"}, {"System_Shutdown", "1"}});
   ctx.store(key, value ? value : "2");
 }
 
-void relay_mode(Context& ctx, const char* key, const char* token) {
+void relay_mode(Context& ctx, const char* key, const Token& token) {
   store_keyword(ctx, key, first_keyword(token, {{"Push_Button", "1"}, {"Dry_Contact", "0"}}));
 }
 
-void relay_voltage(Context& ctx, const char* key, const char* token) {
+void relay_voltage(Context& ctx, const char* key, const Token& token) {
   store_keyword(ctx, key, first_keyword(token, {{"Low_Voltage", "0"}, {"High_Voltage", "1"}}));
 }
 
-void standby_mode(Context& ctx, const char* key, const char* token) {
+void standby_mode(Context& ctx, const char* key, const Token& token) {
   ctx.store(key, contains(token, "All_Standby_Mode") ? "0" : "1");
 }
 

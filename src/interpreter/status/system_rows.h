@@ -2,7 +2,7 @@
 // The single-row tables of the status dump: system, voltage monitor, system
 // mode and initialisation. Each row closes its table.
 #include "interpreter/common/context.h"
-#include "interpreter/status/model_layout.h"
+#include "interpreter/common/model.h"
 
 namespace interp {
 
