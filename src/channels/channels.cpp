@@ -28,6 +28,35 @@ void Channels::stop() {
   if (stop_pipe_[1] >= 0 && ::write(stop_pipe_[1], &c, 1) != 1) return;
 }
 
+Waker::Waker() {
+  if (::pipe2(pipe_, O_CLOEXEC | O_NONBLOCK) != 0) pipe_[0] = pipe_[1] = -1;
+}
+
+Waker::~Waker() {
+  for (int fd : pipe_)
+    if (fd >= 0) ::close(fd);
+}
+
+void Waker::notify() {
+  char c = 1;
+  if (::write(pipe_[1], &c, 1) != 1) return;  // full: a wake-up is pending anyway
+}
+
+void Waker::drain() {
+  char buf[64];
+  while (::read(pipe_[0], buf, sizeof buf) > 0) {
+  }
+}
+
+Outbox::Writer nonblocking_writer(int fd) {
+  return [fd](const char* data, size_t n) { return ::send(fd, data, n, MSG_DONTWAIT | MSG_NOSIGNAL); };
+}
+
+void apply_send_buffer(const Channels& ch, int fd) {
+  int size = ch.accepted_sndbuf.load();
+  if (size > 0) ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+}
+
 bool read_full(int fd, void* buf, size_t n) {
   auto* p = static_cast<char*>(buf);
   size_t done = 0;

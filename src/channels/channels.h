@@ -14,10 +14,26 @@
 #include "board/board.h"
 #include "board/root.h"
 #include "channels/client_tables.h"
+#include "channels/outbox.h"
 #include "channels/segments.h"
 #include "core/state.h"
 
 namespace channels {
+
+// A pipe that wakes a server loop from another thread.
+class Waker {
+ public:
+  Waker();
+  ~Waker();
+  Waker(const Waker&) = delete;
+  Waker& operator=(const Waker&) = delete;
+  void notify();
+  void drain();
+  int fd() const { return pipe_[0]; }
+
+ private:
+  int pipe_[2] = {-1, -1};
+};
 
 class Channels {
  public:
@@ -37,6 +53,18 @@ class Channels {
   // closes one, so that a send never reaches a descriptor number that was
   // closed and given to something else meanwhile.
   std::mutex send_lock;
+
+  // What each command client has not taken yet (guarded by send_lock; the
+  // reader fills them, the command server drains and closes), and how the
+  // reader wakes the server when a box needs watching.
+  std::array<Outbox, kClientSlots> tcp_out;
+  Waker tcp_wake;
+  // A command or GUI client whose waiting output makes no progress for this
+  // long is closed.
+  std::chrono::milliseconds stall_limit{kStallLimit};
+  // SO_SNDBUF of accepted command and GUI sockets when above 0 (tests use a
+  // small one to stand for a small board; 0 keeps the system's).
+  std::atomic<int> accepted_sndbuf{0};
 
   // The MAC address of an interface for the GUI report ("" when unknown). The
   // daemon sets util::get_macaddr here.
@@ -60,6 +88,10 @@ class Channels {
 };
 
 // Small socket helpers shared by the channels.
+// A writer that never waits: send with MSG_DONTWAIT and MSG_NOSIGNAL.
+Outbox::Writer nonblocking_writer(int fd);
+// Sets SO_SNDBUF of an accepted socket when the channels ask for one.
+void apply_send_buffer(const Channels& ch, int fd);
 // Reads exactly n bytes (false on end of stream or error).
 bool read_full(int fd, void* buf, size_t n);
 // Sends all n bytes without raising SIGPIPE; the count sent, or -1.
