@@ -66,6 +66,10 @@ class Channels {
   // small one to stand for a small board; 0 keeps the system's).
   std::atomic<int> accepted_sndbuf{0};
 
+  // Sends one text frame to every GUI client; set by the WebSocket server
+  // while it runs and called on its thread only (empty: no GUI clients).
+  std::function<void(const std::string& text)> gui_send;
+
   // The MAC address of an interface for the GUI report ("" when unknown). The
   // daemon sets util::get_macaddr here.
   std::function<std::string(const char* ifname)> macaddr;
@@ -92,10 +96,6 @@ class Channels {
 Outbox::Writer nonblocking_writer(int fd);
 // Sets SO_SNDBUF of an accepted socket when the channels ask for one.
 void apply_send_buffer(const Channels& ch, int fd);
-// Reads exactly n bytes (false on end of stream or error).
-bool read_full(int fd, void* buf, size_t n);
-// Sends all n bytes without raising SIGPIPE; the count sent, or -1.
-ssize_t send_all(int fd, const void* buf, size_t n);
 // Waits until fd is readable or the channels stop; false when stopping.
 bool wait_readable(const Channels& ch, int fd);
 // The local port of a bound socket.
@@ -104,13 +104,5 @@ int bound_port(int fd);
 // step ends the process with status 1 after perror of its text.
 int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
                        const char* listen_error);
-
-// What a server loop waits on: its listening socket, the stop pipe, then the
-// descriptor of every used slot up to max_slot (slots[k] is the slot of fds[k + 2]).
-struct Watch {
-  std::vector<pollfd> fds;
-  std::vector<int> slots;
-};
-Watch watch(const Channels& ch, int listen_fd, const ClientTable& table, int max_slot);
 
 }  // namespace channels
