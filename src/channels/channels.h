@@ -62,6 +62,10 @@ class Channels {
   // A command or GUI client whose waiting output makes no progress for this
   // long is closed.
   std::chrono::milliseconds stall_limit{kStallLimit};
+  // A GUI's whole opening request, and each of its frames from the first byte
+  // to the last, must arrive within these.
+  std::chrono::milliseconds handshake_limit{5000};
+  std::chrono::milliseconds frame_limit{10000};
   // SO_SNDBUF of accepted command and GUI sockets when above 0 (tests use a
   // small one to stand for a small board; 0 keeps the system's).
   std::atomic<int> accepted_sndbuf{0};

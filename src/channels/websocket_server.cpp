@@ -104,15 +104,15 @@ class WebSocketServer {
       return next;
     }
     if (!why && !c.closing && c.session.phase() == WsSession::Phase::Handshake) {
-      if (now >= c.accepted + kHandshakeLimit) why = "its request took too long";
-      next = std::min(next, c.accepted + kHandshakeLimit);
+      if (now >= c.accepted + ch_.handshake_limit) why = "its request took too long";
+      next = std::min(next, c.accepted + ch_.handshake_limit);
     }
     if (!why && !c.closing && c.partial) {
-      if (now >= c.frame_began + kFrameLimit) {
+      if (now >= c.frame_began + ch_.frame_limit) {
         why = "its frame took too long";
         clear = true;
       }
-      next = std::min(next, c.frame_began + kFrameLimit);
+      next = std::min(next, c.frame_began + ch_.frame_limit);
     }
     if (why) {
       ch_.board.print("WebSocket client %d closed: %s\n", slot, why);

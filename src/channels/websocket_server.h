@@ -4,13 +4,12 @@
 //
 // One poll loop serves every connection as state: the request is read as it
 // comes, with one 5 s limit for all of it; each frame has 10 s from its first
-// byte to its last; what a GUI does not take waits in its bounded outbox. A
+// byte to its last (Channels::handshake_limit, frame_limit); what a GUI does not take waits in its bounded outbox. A
 // peer past a limit is closed and no peer ever delays another. Every read and
 // write of a connection goes through its Transport, so that a TLS layer can
 // stand in for the plain socket.
 #include <sys/types.h>
 
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,8 +22,6 @@
 namespace channels {
 
 inline constexpr int kWebSocketPort = 45678;
-inline constexpr std::chrono::seconds kHandshakeLimit{5};
-inline constexpr std::chrono::seconds kFrameLimit{10};
 
 // How one GUI connection reads and writes. Neither call ever waits.
 class Transport {
