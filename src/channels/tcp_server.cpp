@@ -74,7 +74,8 @@ class TcpServer {
         const pollfd& p = watched[k + 3];
         if (p.revents & POLLOUT) {
           std::lock_guard<std::mutex> hold(ch_.send_lock);
-          if (table_[slots[k]].fd.load() == p.fd) ch_.tcp_out[slots[k]].flush(nonblocking_writer(p.fd), Clock::now());
+          if (table_[slots[k]].fd.load() == p.fd)
+            ch_.tcp_out[slots[k]].flush(nonblocking_writer(p.fd), Clock::now());
         }
         if ((p.revents & (POLLIN | POLLHUP | POLLERR)) && !serve(slots[k], p.fd)) break;
       }
@@ -116,7 +117,8 @@ class TcpServer {
       std::lock_guard<std::mutex> hold(ch_.send_lock);
       ch_.tcp_out[slot].reset();
       e.fd.store(fd);
-      if (!ch_.state.machine_type_is("4")) tcp_client_send_locked(ch_, slot, kCommandPrompt, sizeof kCommandPrompt - 1);
+      if (!ch_.state.machine_type_is("4"))
+        tcp_client_send_locked(ch_, slot, kCommandPrompt, sizeof kCommandPrompt - 1);
     }
     input_.accepted();
     if (slot > maxi_) maxi_ = slot;

@@ -4,8 +4,9 @@
 //
 // One poll loop serves every connection as state: the request is read as it
 // comes, with one 5 s limit for all of it; each frame has 10 s from its first
-// byte to its last (Channels::handshake_limit, frame_limit); what a GUI does not take waits in its bounded outbox. A
-// peer past a limit is closed and no peer ever delays another. Every read and
+// byte to its last (Channels::handshake_limit, frame_limit); what a GUI does
+// not take waits in its bounded outbox. A peer past a limit is closed and no
+// peer ever delays another. Every read and
 // write of a connection goes through its Transport, so that a TLS layer can
 // stand in for the plain socket.
 #include <sys/types.h>
@@ -57,6 +58,7 @@ int telnet_server(Channels& ch, int port = kWebSocketPort, TransportFactory make
 // What one GUI message does after its echo.
 void act_on_message(Channels& ch, const std::string& text);
 
-std::thread start_websocket_server(Channels& ch, int port = kWebSocketPort, TransportFactory make_transport = {});
+std::thread start_websocket_server(Channels& ch, int port = kWebSocketPort,
+                                   TransportFactory make_transport = {});
 
 }  // namespace channels

@@ -6,7 +6,14 @@ namespace channels {
 
 namespace {
 
-enum Opcode : uint8_t { kContinuation = 0x0, kText = 0x1, kBinary = 0x2, kClose = 0x8, kPing = 0x9, kPong = 0xA };
+enum Opcode : uint8_t {
+  kContinuation = 0x0,
+  kText = 0x1,
+  kBinary = 0x2,
+  kClose = 0x8,
+  kPing = 0x9,
+  kPong = 0xA,
+};
 
 std::string frame(uint8_t type, const std::string& payload) {
   std::string out(payload.size() + 14, '\0');
@@ -63,7 +70,8 @@ bool WsSession::take_frame(std::vector<Event>& events) {
   const bool known = head.opcode == kContinuation || head.opcode == kText || head.opcode == kBinary ||
                      head.opcode == kClose || head.opcode == kPing || head.opcode == kPong;
   const bool data_in_order = control || (head.opcode == kContinuation) == in_message_;
-  if (head_size < 0 || !known || !head.mask || !data_in_order || (control && (!head.fin || head.payload_length > 125)) ||
+  const bool control_ok = !control || (head.fin && head.payload_length <= 125);
+  if (head_size < 0 || !known || !head.mask || !data_in_order || !control_ok ||
       head.payload_length > kFrameMax - (control ? 0 : message_.size())) {
     end(events, false);  // not a frame of this protocol, or too large
     return false;
@@ -83,7 +91,8 @@ bool WsSession::take_frame(std::vector<Event>& events) {
       return true;
     case kClose:
       // Answered with a close frame carrying the peer's status code.
-      events.push_back({Event::Kind::Send, frame(WDT_DISCONN, payload.size() >= 2 ? payload.substr(0, 2) : "")});
+      events.push_back(
+          {Event::Kind::Send, frame(WDT_DISCONN, payload.size() >= 2 ? payload.substr(0, 2) : "")});
       end(events, true);
       return false;
     default:
@@ -95,7 +104,8 @@ bool WsSession::take_frame(std::vector<Event>& events) {
   // A whole message: echoed as a text frame, then acted on.
   uint8_t echo_head[10];
   size_t echo_head_size = frame_head_bytes(message_.size(), echo_head);
-  events.push_back({Event::Kind::Send, std::string(reinterpret_cast<char*>(echo_head), echo_head_size) + message_});
+  std::string echo(reinterpret_cast<char*>(echo_head), echo_head_size);
+  events.push_back({Event::Kind::Send, echo + message_});
   events.push_back({Event::Kind::Act, std::move(message_)});
   message_.clear();
   return true;

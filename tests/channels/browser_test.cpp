@@ -123,7 +123,8 @@ TEST(Browser, GuiPageGetsTheEchoAndTheWholeReportOnBothConnections) {
   std::string profile = h.scratch.path("/chromium-profile");
   std::filesystem::create_directories(profile);
   {
-    Child browser({kChromium, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--disable-background-networking",
+    Child browser({kChromium, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                   "--disable-background-networking",
                    "--disable-component-update", "--disable-sync", "--no-first-run",
                    "--user-data-dir=" + profile, url});
     ASSERT_TRUE(browser.started());

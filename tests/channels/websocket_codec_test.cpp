@@ -44,7 +44,8 @@ TEST(FrameHeadIn, ReadsLengthFormsMaskedAndUnmasked) {
     uint64_t length;
     bool masked;
     int head_size;
-  } cases[] = {{125, true, 6}, {126, true, 8}, {200, false, 4}, {65535, true, 8}, {70000, false, 10}, {70000, true, 14}};
+  } cases[] = {{125, true, 6},   {126, true, 8},     {200, false, 4},
+               {65535, true, 8}, {70000, false, 10}, {70000, true, 14}};
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(c.length) + (c.masked ? " masked" : " unmasked"));
     std::vector<uint8_t> payload(c.length);
