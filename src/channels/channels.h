@@ -59,8 +59,9 @@ class Channels {
   // reader wakes the server when a box needs watching.
   std::array<Outbox, kClientSlots> tcp_out;
   Waker tcp_wake;
-  // A command or GUI client whose waiting output makes no progress for this
-  // long is closed.
+  // Limits, set before the servers start (tests shorten them). A command or
+  // GUI client whose waiting output makes no progress for stall_limit is
+  // closed.
   std::chrono::milliseconds stall_limit{kStallLimit};
   // A GUI's whole opening request, and each of its frames from the first byte
   // to the last, must arrive within these.
