@@ -22,6 +22,7 @@ constexpr size_t kReadChunk = 16384;
 bool starts_with(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 struct Connection {
+  explicit Connection(WsSession::Answer answer) : session(std::move(answer)) {}
   int fd = -1;
   std::unique_ptr<Transport> io;
   WsSession session;
@@ -39,8 +40,10 @@ struct Connection {
 
 class WebSocketServer {
  public:
-  WebSocketServer(Channels& ch, int listen_fd, TransportFactory make)
-      : ch_(ch), table_(ch.clients.WebTcpClient), listen_fd_(listen_fd), make_(std::move(make)) {}
+  WebSocketServer(Channels& ch, int listen_fd, WebSocketHooks hooks)
+      : ch_(ch), table_(ch.clients.WebTcpClient), listen_fd_(listen_fd), hooks_(std::move(hooks)) {
+    if (!hooks_.answer) hooks_.answer = handshake_response;
+  }
 
   void run() {
     for (auto& e : table_) e.fd.store(-1);
@@ -131,13 +134,14 @@ class WebSocketServer {
     int slot = 0;
     while (slot < kClientSlots && conns_[slot]) ++slot;
     std::unique_ptr<Transport> io;
-    if (slot < kClientSlots) io = make_ ? make_(fd) : std::make_unique<PlainTransport>(fd);
+    if (slot < kClientSlots)
+      io = hooks_.make_transport ? hooks_.make_transport(fd) : std::make_unique<PlainTransport>(fd);
     if (!io) {
       ::close(fd);
       return;
     }
     apply_send_buffer(ch_, fd);
-    auto c = std::make_unique<Connection>();
+    auto c = std::make_unique<Connection>(hooks_.answer);
     c->fd = fd;
     c->io = std::move(io);
     c->accepted = Clock::now();
@@ -213,7 +217,7 @@ class WebSocketServer {
   Channels& ch_;
   ClientTable& table_;
   int listen_fd_;
-  TransportFactory make_;
+  WebSocketHooks hooks_;
   std::array<std::unique_ptr<Connection>, kClientSlots> conns_;
   std::array<char, kReadChunk> buf_{};
   std::vector<WsSession::Event> events_;
@@ -248,19 +252,19 @@ void act_on_message(Channels& ch, const std::string& text) {
     StartReturnAvg(ch);
 }
 
-int telnet_server(Channels& ch, int port, TransportFactory make_transport) {
+int telnet_server(Channels& ch, int port, WebSocketHooks hooks) {
   int listen_fd = passive_server(port, 1024);
   ch.websocket_port.store(bound_port(listen_fd));
   {
-    auto server = std::make_unique<WebSocketServer>(ch, listen_fd, std::move(make_transport));
+    auto server = std::make_unique<WebSocketServer>(ch, listen_fd, std::move(hooks));
     server->run();
   }
   ::close(listen_fd);
   return 0;
 }
 
-std::thread start_websocket_server(Channels& ch, int port, TransportFactory make_transport) {
-  return std::thread([&ch, port, make = std::move(make_transport)] { telnet_server(ch, port, make); });
+std::thread start_websocket_server(Channels& ch, int port, WebSocketHooks hooks) {
+  return std::thread([&ch, port, hooks = std::move(hooks)] { telnet_server(ch, port, hooks); });
 }
 
 }  // namespace channels

@@ -47,18 +47,25 @@ class PlainTransport : public Transport {
 };
 
 // Makes the transport of a newly accepted (non-blocking) socket; null
-// refuses the connection. Empty: PlainTransport.
+// refuses the connection.
 using TransportFactory = std::function<std::unique_ptr<Transport>(int fd)>;
+
+// What a TLS or access-control layer can put around the GUI channel.
+struct WebSocketHooks {
+  TransportFactory make_transport;  // empty: PlainTransport
+  // The answer to a whole opening request ("" refuses it); empty:
+  // handshake_response.
+  WsSession::Answer answer;
+};
 
 // The listening socket on every local address; bind or listen failures end
 // the process (status 1).
 int passive_server(int port, int backlog);
 // Serves until the channels stop (returns 0).
-int telnet_server(Channels& ch, int port = kWebSocketPort, TransportFactory make_transport = {});
+int telnet_server(Channels& ch, int port = kWebSocketPort, WebSocketHooks hooks = {});
 // What one GUI message does after its echo.
 void act_on_message(Channels& ch, const std::string& text);
 
-std::thread start_websocket_server(Channels& ch, int port = kWebSocketPort,
-                                   TransportFactory make_transport = {});
+std::thread start_websocket_server(Channels& ch, int port = kWebSocketPort, WebSocketHooks hooks = {});
 
 }  // namespace channels
