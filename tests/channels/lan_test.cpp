@@ -148,6 +148,30 @@ TEST_F(LanTcp, BoundAddressOnlyAndAVanishedPeerFreesItsSlot) {
   EXPECT_TRUE(wait_until([&] { return h.ch->clients.TcpClient[0].fd.load() < 0; }));
 }
 
+TEST(LanGui, AForeignPageGetsOnly403AndItsFirstFrameIsNeverRead) {
+  ChannelsHarness h;
+  h.run(channels::start_websocket_server(*h.ch, 0));
+  ASSERT_TRUE(wait_until([&] { return h.ch->websocket_port.load() != 0; }));
+  const std::string frame("\x81\x86\0\0\0\0GetAll", 12);
+  struct Case {
+    const char* origin;
+    bool refused;
+  } cases[] = {{"http://127.0.0.2:8080", true}, {"http://127.0.0.1:8080", false}};
+  for (const auto& [origin, refused] : cases) {
+    Client c(h.ch->websocket_port.load());
+    c.send("GET / HTTP/1.1\r\nHost: 127.0.0.1:45678\r\nOrigin: " + std::string(origin) +
+           "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+           "Sec-WebSocket-Version: 13\r\n\r\n" + frame);
+    if (refused) {
+      EXPECT_TRUE(c.wait_closed());
+      EXPECT_EQ(c.received, channels::kOriginRefused);
+      EXPECT_NE(h.printed().find("WebSocket: refused a page of http://127.0.0.2:8080 "), std::string::npos);
+    } else {
+      EXPECT_TRUE(c.wait_for("\x81\x06GetAll")) << c.received;
+    }
+  }
+}
+
 // Serves lan.html on 127.0.0.1 and on 127.0.0.2 (another origin) and keeps
 // what the page posts to /result.
 class PageServer {
