@@ -218,6 +218,10 @@ int run_daemon(const Options& o) {
     return std::string(mac ? mac : "");
   };
   if (!apply_network_options(o, ch.policy)) return 1;
+  // Host mode only: a small send buffer for accepted command and GUI sockets,
+  // to see on a development machine how a small board's peers behave.
+  if (o.host)
+    if (const char* size = std::getenv("PDUD_HOST_SNDBUF")) ch.accepted_sndbuf.store(std::atoi(size));
   ServerThreads servers(ch);
   try {
     for (std::thread& t : channels::start_descriptor_servers(ch)) servers.threads.push_back(std::move(t));

@@ -81,16 +81,20 @@ int set_opt(int fd, int speed, int bits, char parity, int stop, std::FILE* out) 
 }
 
 ByteSource::Wait SerialSource::wait(int timeout_ms) {
+  failure_.clear();
   for (;;) {
     pollfd p{fd_, POLLIN, 0};
     int r = ::poll(&p, 1, timeout_ms);
     if (r < 0) {
       if (errno == EINTR) continue;
+      failure_ = std::strerror(errno);
       std::perror("select");
       return Wait::Failed;
     }
     if (r == 0) return Wait::Silence;
+    hung_up_ = (p.revents & POLLHUP) != 0;
     if (p.revents & POLLIN) return Wait::Data;
+    failure_ = (p.revents & POLLHUP) ? "POLLHUP" : (p.revents & POLLNVAL) ? "POLLNVAL" : "POLLERR";
     return Wait::Failed;
   }
 }
@@ -99,6 +103,8 @@ ssize_t SerialSource::read(char* buf, size_t max) {
   for (;;) {
     ssize_t n = ::read(fd_, buf, max);
     if (n < 0 && errno == EINTR) continue;
+    if (n < 0) failure_ = std::strerror(errno);
+    if (n == 0) failure_ = hung_up_ ? "POLLHUP" : "end of file";
     return n;
   }
 }

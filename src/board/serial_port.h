@@ -32,6 +32,8 @@ class ByteSource {
   virtual Wait wait(int timeout_ms) = 0;
   // After Data: > 0 bytes read; <= 0 means the line failed.
   virtual ssize_t read(char* buf, size_t max) = 0;
+  // Why the last wait or read failed ("POLLHUP", an errno text), "" when unknown.
+  virtual std::string failure() const { return ""; }
 };
 
 class SerialSource : public ByteSource {
@@ -39,11 +41,14 @@ class SerialSource : public ByteSource {
   explicit SerialSource(int fd) : fd_(fd) {}
   Wait wait(int timeout_ms) override;
   ssize_t read(char* buf, size_t max) override;
+  std::string failure() const override { return failure_; }
   int fd() const { return fd_; }
   void set_fd(int fd) { fd_ = fd; }
 
  private:
   int fd_;
+  std::string failure_;
+  bool hung_up_ = false;  // the last poll reported POLLHUP
 };
 
 }  // namespace board

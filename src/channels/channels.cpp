@@ -29,28 +29,33 @@ void Channels::stop() {
   if (stop_pipe_[1] >= 0 && ::write(stop_pipe_[1], &c, 1) != 1) return;
 }
 
-bool read_full(int fd, void* buf, size_t n) {
-  auto* p = static_cast<char*>(buf);
-  size_t done = 0;
-  while (done < n) {
-    ssize_t r = ::read(fd, p + done, n - done);
-    if (r < 0 && errno == EINTR) continue;
-    if (r <= 0) return false;
-    done += static_cast<size_t>(r);
-  }
-  return true;
+Waker::Waker() {
+  if (::pipe2(pipe_, O_CLOEXEC | O_NONBLOCK) != 0) pipe_[0] = pipe_[1] = -1;
 }
 
-ssize_t send_all(int fd, const void* buf, size_t n) {
-  const auto* p = static_cast<const char*>(buf);
-  size_t done = 0;
-  while (done < n) {
-    ssize_t w = ::send(fd, p + done, n - done, MSG_NOSIGNAL);
-    if (w < 0 && errno == EINTR) continue;
-    if (w < 0) return -1;
-    done += static_cast<size_t>(w);
+Waker::~Waker() {
+  for (int fd : pipe_)
+    if (fd >= 0) ::close(fd);
+}
+
+void Waker::notify() {
+  char c = 1;
+  if (::write(pipe_[1], &c, 1) != 1) return;  // full: a wake-up is pending anyway
+}
+
+void Waker::drain() {
+  char buf[64];
+  while (::read(pipe_[0], buf, sizeof buf) > 0) {
   }
-  return static_cast<ssize_t>(done);
+}
+
+Outbox::Writer nonblocking_writer(int fd) {
+  return [fd](const char* data, size_t n) { return ::send(fd, data, n, MSG_DONTWAIT | MSG_NOSIGNAL); };
+}
+
+void apply_send_buffer(const Channels& ch, int fd) {
+  int size = ch.accepted_sndbuf.load();
+  if (size > 0) ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
 }
 
 bool wait_readable(const Channels& ch, int fd) {
@@ -103,18 +108,6 @@ int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const ch
     std::exit(1);
   }
   return fd;
-}
-
-Watch watch(const Channels& ch, int listen_fd, const ClientTable& table, int max_slot) {
-  Watch w;
-  w.fds = {{listen_fd, POLLIN, 0}, {ch.stop_fd(), POLLIN, 0}};
-  for (int i = 0; i <= max_slot && i < kClientSlots; ++i) {
-    int fd = table[i].fd.load();
-    if (fd < 0) continue;
-    w.fds.push_back({fd, POLLIN, 0});
-    w.slots.push_back(i);
-  }
-  return w;
 }
 
 }  // namespace channels

@@ -15,10 +15,26 @@
 #include "board/root.h"
 #include "channels/client_tables.h"
 #include "channels/net_policy.h"
+#include "channels/outbox.h"
 #include "channels/segments.h"
 #include "core/state.h"
 
 namespace channels {
+
+// A pipe that wakes a server loop from another thread.
+class Waker {
+ public:
+  Waker();
+  ~Waker();
+  Waker(const Waker&) = delete;
+  Waker& operator=(const Waker&) = delete;
+  void notify();
+  void drain();
+  int fd() const { return pipe_[0]; }
+
+ private:
+  int pipe_[2] = {-1, -1};
+};
 
 class Channels {
  public:
@@ -38,6 +54,27 @@ class Channels {
   // closes one, so that a send never reaches a descriptor number that was
   // closed and given to something else meanwhile.
   std::mutex send_lock;
+
+  // What each command client has not taken yet (guarded by send_lock; the
+  // reader fills them, the command server drains and closes), and how the
+  // reader wakes the server when a box needs watching.
+  std::array<Outbox, kClientSlots> tcp_out;
+  Waker tcp_wake;
+  // Limits, set before the servers start (tests shorten them). A command or
+  // GUI client whose waiting output makes no progress for stall_limit is
+  // closed.
+  std::chrono::milliseconds stall_limit{kStallLimit};
+  // A GUI's whole opening request, and each of its frames from the first byte
+  // to the last, must arrive within these.
+  std::chrono::milliseconds handshake_limit{5000};
+  std::chrono::milliseconds frame_limit{10000};
+  // SO_SNDBUF of accepted command and GUI sockets when above 0 (tests use a
+  // small one to stand for a small board; 0 keeps the system's).
+  std::atomic<int> accepted_sndbuf{0};
+
+  // Sends one text frame to every GUI client; set by the WebSocket server
+  // while it runs and called on its thread only (empty: no GUI clients).
+  std::function<void(const std::string& text)> gui_send;
 
   // The MAC address of an interface for the GUI report ("" when unknown). The
   // daemon sets util::get_macaddr here.
@@ -64,10 +101,10 @@ class Channels {
 };
 
 // Small socket helpers shared by the channels.
-// Reads exactly n bytes (false on end of stream or error).
-bool read_full(int fd, void* buf, size_t n);
-// Sends all n bytes without raising SIGPIPE; the count sent, or -1.
-ssize_t send_all(int fd, const void* buf, size_t n);
+// A writer that never waits: send with MSG_DONTWAIT and MSG_NOSIGNAL.
+Outbox::Writer nonblocking_writer(int fd);
+// Sets SO_SNDBUF of an accepted socket when the channels ask for one.
+void apply_send_buffer(const Channels& ch, int fd);
 // Waits until fd is readable or the channels stop; false when stopping.
 bool wait_readable(const Channels& ch, int fd);
 // The local port of a bound socket.
@@ -77,13 +114,5 @@ int bound_port(int fd);
 // perror of its text.
 int listen_tcp_or_exit(int port, int backlog, const char* socket_error, const char* bind_error,
                        const char* listen_error, const std::string& bind_addr = "");
-
-// What a server loop waits on: its listening socket, the stop pipe, then the
-// descriptor of every used slot up to max_slot (slots[k] is the slot of fds[k + 2]).
-struct Watch {
-  std::vector<pollfd> fds;
-  std::vector<int> slots;
-};
-Watch watch(const Channels& ch, int listen_fd, const ClientTable& table, int max_slot);
 
 }  // namespace channels

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 namespace channels {
 
@@ -46,8 +47,26 @@ void close_if_open(int fd) {
   if (fd >= 0) ::close(fd);
 }
 
-// Takes one hand-over from an accepted connection. Returns the recvmsg result
-// when it failed, else 0.
+// Every descriptor that came with the message, in order, from every
+// SOL_SOCKET / SCM_RIGHTS header.
+std::vector<int> carried_descriptors(msghdr& msg) {
+  std::vector<int> fds;
+  for (cmsghdr* h = CMSG_FIRSTHDR(&msg); h; h = CMSG_NXTHDR(&msg, h)) {
+    if (h->cmsg_level != SOL_SOCKET || h->cmsg_type != SCM_RIGHTS || h->cmsg_len < CMSG_LEN(0)) continue;
+    size_t count = (h->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+    const unsigned char* data = CMSG_DATA(h);
+    for (size_t k = 0; k < count; ++k) {
+      int fd;
+      std::memcpy(&fd, data + k * sizeof(int), sizeof fd);
+      fds.push_back(fd);
+    }
+  }
+  return fds;
+}
+
+// Takes one hand-over from an accepted connection. Every descriptor that came
+// along and is not kept is closed, whatever their number. Returns the recvmsg
+// result when it failed, else 0.
 int take_hand_over(Channels& ch, const Port& port, int conn) {
   char data[4096];
   alignas(cmsghdr) char control[4108];
@@ -64,6 +83,15 @@ int take_hand_over(Channels& ch, const Port& port, int conn) {
     return static_cast<int>(r);
   }
   ch.board.print("server: recvmsg client end!\n");
+  std::vector<int> carried = carried_descriptors(msg);
+  auto close_carried_from = [&carried](size_t first) {
+    for (size_t k = first; k < carried.size(); ++k) ::close(carried[k]);
+  };
+  if (msg.msg_flags & MSG_CTRUNC) {
+    ch.board.print("server: control message truncated, %zu descriptors closed\n", carried.size());
+    close_carried_from(0);
+    return 0;
+  }
   cmsghdr* header = CMSG_FIRSTHDR(&msg);
   if (!header) {
     ch.board.print("No control message header found\n");
@@ -73,19 +101,17 @@ int take_hand_over(Channels& ch, const Port& port, int conn) {
   ch.board.print("ctrl_msg->cmsg_len2=%d\n", static_cast<int>(msg.msg_controllen));
   if (header->cmsg_level != SOL_SOCKET) {
     ch.board.print("cmsg_level is not SOL_SOCKET\n");
+    close_carried_from(0);
     return 0;
   }
   if (header->cmsg_type != SCM_RIGHTS) {
     ch.board.print("cmsg_type is not SCM_RIGHTS");
+    close_carried_from(0);
     return 0;
   }
-  // Every descriptor that came along: the first is the session's, others are closed.
-  size_t carried_count = (header->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-  int carried[64];
-  if (carried_count > 64) carried_count = 64;
-  std::memcpy(carried, CMSG_DATA(header), carried_count * sizeof(int));
-  for (size_t k = 1; k < carried_count; ++k) ::close(carried[k]);
-  int fd = carried_count ? carried[0] : -1;
+  // The first descriptor is the session's; any others are closed.
+  close_carried_from(1);
+  int fd = carried.empty() ? -1 : carried[0];
 
   SlotSegment* seg = ch.segments.*port.segment;
   int32_t s = load(seg->announced);
@@ -113,6 +139,9 @@ int take_hand_over(Channels& ch, const Port& port, int conn) {
   return 0;
 }
 
+const Port kPort23{file_server_socket, &Segments::_Telnet23, &Channels::rev_fd, false};
+const Port kPort8000{file_server_socket8000, &Segments::_Telnet8000, &Channels::rev_fd8000, true};
+
 int serve(Channels& ch, const Port& port) {
   std::string path = ch.path(port.socket_path);
   int listen_fd = listen_unix(ch, path);
@@ -138,12 +167,12 @@ int serve(Channels& ch, const Port& port) {
 
 }  // namespace
 
-int McuTcpUpgradeServer(Channels& ch) {
-  return serve(ch, Port{file_server_socket, &Segments::_Telnet23, &Channels::rev_fd, false});
-}
+int McuTcpUpgradeServer(Channels& ch) { return serve(ch, kPort23); }
 
-int McuTcpUpgradeServer8000(Channels& ch) {
-  return serve(ch, Port{file_server_socket8000, &Segments::_Telnet8000, &Channels::rev_fd8000, true});
+int McuTcpUpgradeServer8000(Channels& ch) { return serve(ch, kPort8000); }
+
+int receive_hand_over(Channels& ch, int port, int conn) {
+  return take_hand_over(ch, port == 8000 ? kPort8000 : kPort23, conn);
 }
 
 std::array<std::thread, 2> start_descriptor_servers(Channels& ch) {

@@ -21,6 +21,11 @@ inline constexpr char file_server_socket8000[] = "/var/run/msghdr_tmp_8000";
 int McuTcpUpgradeServer(Channels& ch);      // port-23 sessions into rev_fd
 int McuTcpUpgradeServer8000(Channels& ch);  // port-8000 sessions into rev_fd8000
 
+// One hand-over from an accepted unix connection conn, as the server of port
+// (23 or 8000) takes it: the session's descriptor is kept, every other one
+// that came along is closed. The recvmsg result when it failed, else 0.
+int receive_hand_over(Channels& ch, int port, int conn);
+
 // Both servers on threads of their own, as start-up runs them.
 std::array<std::thread, 2> start_descriptor_servers(Channels& ch);
 

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "channels/tcp_server.h"
+
 namespace channels {
 
 namespace {
@@ -43,14 +45,14 @@ ChannelOutput::ChannelOutput(Channels& ch) : ch_(ch) {}
 void ChannelOutput::byte_to_telnet_client(char c) {
   const ClientTables& t = ch_.clients;
   int fd = t.TelnetClient[t.TelnetClientNum.load() % kClientSlots].fd.load();
-  if (fd >= 0) ::send(fd, &c, 1, MSG_NOSIGNAL);
+  if (fd >= 0) ::send(fd, &c, 1, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
 void ChannelOutput::to_tcp_client(const char* data, size_t n) {
+  // Never waits for the client: what it does not take now waits in its
+  // outbox for the command server.
   std::lock_guard<std::mutex> hold(ch_.send_lock);
-  const ClientTables& t = ch_.clients;
-  int fd = t.TcpClient[t.TcpClientNum.load() % kClientSlots].fd.load();
-  if (fd >= 0) send_all(fd, data, n);
+  tcp_client_send_locked(ch_, ch_.clients.TcpClientNum.load() % kClientSlots, data, n);
 }
 
 void ChannelOutput::to_telnet_sessions(const char* data, size_t n) {
@@ -96,7 +98,8 @@ void ChannelOutput::to_ssh_sessions(const char* message, size_t n) {
 
 int ChannelOutput::ssh_connect(int slot) {
   SshSegment* list = ch_.segments._ssh;
-  ssh_fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  // Non-blocking: a session that cannot take its line at once loses it.
+  ssh_fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (ssh_fd < 0) return -1;
   char entry[kSshPath];
   std::memcpy(entry, list->entry[slot], kSshPath);
@@ -109,6 +112,12 @@ int ChannelOutput::ssh_connect(int slot) {
       ::connect(ssh_fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0)
     return 0;
   int err = errno;
+  if (err == EAGAIN) {
+    // The session's listen queue is full: it is busy, not gone.
+    ::close(ssh_fd);
+    ssh_fd = -1;
+    return -1;
+  }
   // The session is gone: drop its entry, the later ones move up.
   int count = std::min(load(list->count), static_cast<int32_t>(kSshEntries));
   for (int i = slot; i < count; ++i) {
@@ -128,7 +137,7 @@ int ChannelOutput::ssh_connect(int slot) {
 
 int ChannelOutput::ssh_send(int slot, const char* data, size_t n) {
   ssh_connect(slot);
-  if (ssh_fd >= 0) ::send(ssh_fd, data, n, MSG_NOSIGNAL);
+  if (ssh_fd >= 0) ::send(ssh_fd, data, n, MSG_DONTWAIT | MSG_NOSIGNAL);
   int r = ::close(ssh_fd);
   ssh_fd = -1;
   return r;

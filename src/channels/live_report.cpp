@@ -1,7 +1,5 @@
 #include "channels/live_report.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 
 #include "channels/websocket_codec.h"
@@ -94,15 +92,8 @@ void add_rows(Channels& ch, const Row (&rows)[N], Report& out) {
 }  // namespace
 
 void returnDataToBOA(Channels& ch, const std::string& key, const std::string& value) {
-  std::string message = (key + value).substr(0, kMessageMax);
-  for (auto& client : ch.clients.WebTcpClient) {
-    int fd = client.fd.load();
-    if (fd == -1) continue;
-    if (webSocket_send(fd, message.data(), message.size(), false, WDT_TXTDATA) < 0) {
-      client.fd.store(-1);
-      ::close(fd);
-    }
-  }
+  // Queued for every GUI client; one that cannot take it is closed by the server.
+  if (ch.gui_send) ch.gui_send((key + value).substr(0, kMessageMax));
 }
 
 Report live_report(Channels& ch) {

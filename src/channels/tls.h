@@ -4,19 +4,18 @@
 // TlsConnection is one server-side TLS connection over a non-blocking socket:
 // read and write behave like recv and send on it (bytes, 0 at the peer's end,
 // -1 with would_block() when the socket must first become ready for
-// poll_events()). TlsBridge puts such connections in front of a server that
-// speaks plain bytes: adopt() takes an accepted TCP socket and returns the
-// server's end of a socket pair; one thread moves the bytes between the two
-// through TlsConnection, never blocking on either side.
+// poll_events()). TlsTransport puts it under the GUI channel's poll loop, so
+// TLS needs no thread of its own: the handshake runs inside the first reads
+// and writes, within the channel's limit for the opening request.
 #include <openssl/ssl.h>
 #include <poll.h>
 #include <sys/types.h>
 
-#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <string>
-#include <thread>
+
+#include "channels/websocket_server.h"
 
 namespace channels {
 
@@ -35,15 +34,15 @@ class TlsContext {
 
 class TlsConnection {
  public:
-  // Takes over fd (made non-blocking) and closes it at the end.
+  // Works on fd (made non-blocking); the caller keeps it and closes it after
+  // this is gone. Nothing is ever written with a signal: a peer gone is an
+  // error, not SIGPIPE.
   TlsConnection(const TlsContext& ctx, int fd);
   ~TlsConnection();
   TlsConnection(const TlsConnection&) = delete;
   TlsConnection& operator=(const TlsConnection&) = delete;
 
-  // The handshake runs inside read and write; this drives it alone.
-  // 1 when done, 0 while it would block, -1 when it failed.
-  int handshake();
+  // The handshake runs inside read and write.
   ssize_t read(void* buf, size_t n);
   ssize_t write(const void* buf, size_t n);
   // After -1: true when the call only has to wait for poll_events().
@@ -53,31 +52,27 @@ class TlsConnection {
   short poll_events() const { return want_ ? want_ : POLLIN; }
   // Sends the close notification (best effort, never waits).
   void shutdown();
-  int fd() const { return fd_; }
 
  private:
   ssize_t result(int r);
   SSL* ssl_ = nullptr;
-  int fd_;
   short want_ = 0;
 };
 
-class TlsBridge {
+// A GUI connection over TLS: -1 with EAGAIN while TLS waits for the socket,
+// and wanted_events() says for what, separately for reading and writing.
+class TlsTransport : public Transport {
  public:
-  explicit TlsBridge(std::shared_ptr<TlsContext> ctx);
-  ~TlsBridge();  // closes every connection and ends the thread
-  TlsBridge(const TlsBridge&) = delete;
-  TlsBridge& operator=(const TlsBridge&) = delete;
-
-  // Takes an accepted TCP socket; returns a blocking descriptor that carries
-  // the same connection in plain bytes, or -1 (tcp_fd closed) on failure.
-  int adopt(int tcp_fd);
+  TlsTransport(const TlsContext& ctx, int fd) : tls_(ctx, fd) {}
+  ~TlsTransport() override { tls_.shutdown(); }
+  ssize_t read_some(char* buf, size_t n) override;
+  ssize_t write_some(const char* data, size_t n) override;
+  short wanted_events(short wanted) const override;
 
  private:
-  void run();
-  std::shared_ptr<TlsContext> ctx_;
-  int wake_[2] = {-1, -1};  // adopt() hands (tcp, plain) descriptor pairs over this pipe
-  std::thread thread_;
+  TlsConnection tls_;
+  short read_wants_ = POLLIN;
+  short write_wants_ = POLLOUT;
 };
 
 }  // namespace channels

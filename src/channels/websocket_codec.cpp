@@ -1,9 +1,5 @@
 #include "channels/websocket_codec.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -13,8 +9,6 @@
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 #include <openssl/sha.h>
-
-#include "channels/channels.h"
 
 namespace channels {
 
@@ -81,70 +75,34 @@ std::string handshake_response(const std::string& request) {
   return answer;
 }
 
-int shakehands(int fd, const std::function<std::string(const std::string& request)>& refuse) {
-  std::string request;
-  char chunk[1024];
-  while (request.find("\r\n\r\n") == std::string::npos && request.size() < kHandshakeMax) {
-    ssize_t r = ::read(fd, chunk, std::min(sizeof chunk, kHandshakeMax - request.size()));
-    if (r < 0 && errno == EINTR) continue;
-    if (r <= 0) {
-      if (r < 0) std::perror("read");
-      break;
-    }
-    request.append(chunk, static_cast<size_t>(r));
-  }
-  if (refuse) {
-    std::string refusal = refuse(request);
-    if (!refusal.empty()) {
-      send_all(fd, refusal.data(), refusal.size());
-      return -1;
-    }
-  }
-  std::string answer = handshake_response(request);
-  if (answer.empty()) return -1;
-  if (send_all(fd, answer.data(), answer.size()) < 0) {
-    std::perror("write");
-    return -1;
-  }
-  return 0;
-}
-
-int recv_frame_head(int fd, FrameHead& head) {
-  uint8_t b[8];
-  if (!read_full(fd, b, 1)) {
-    std::perror("read fin");
-    return -1;
-  }
+int parse_frame_head(const uint8_t* b, size_t n, FrameHead& head) {
+  if (n < 2) return 0;
   head.fin = (b[0] >> 7) & 1;
   head.opcode = b[0] & 0x0f;
-  if (!read_full(fd, b, 1)) {
-    std::perror("read mask");
-    return -1;
-  }
-  head.mask = (b[0] >> 7) & 1;
-  head.payload_length = b[0] & 0x7f;
+  head.mask = (b[1] >> 7) & 1;
+  head.payload_length = b[1] & 0x7f;
+  size_t at = 2;
   if (head.payload_length == 126) {
-    if (!read_full(fd, b, 2)) {
-      std::perror("read extern_len");
-      return -1;
-    }
-    head.payload_length = (static_cast<uint64_t>(b[0]) << 8) | b[1];
+    if (n < 4) return 0;
+    head.payload_length = (static_cast<uint64_t>(b[2]) << 8) | b[3];
+    at = 4;
   } else if (head.payload_length == 127) {
-    if (!read_full(fd, b, 8)) {
-      std::perror("read extern_len");
-      return -1;
-    }
-    inverted_string(b, 8);  // network order to the host's (little-endian) order
-    uint64_t len = 0;
-    for (int i = 7; i >= 0; --i) len = (len << 8) | b[i];
-    head.payload_length = len;
+    if (n < 10) return 0;
+    uint8_t len[8];
+    std::memcpy(len, b + 2, 8);
+    inverted_string(len, 8);  // network order to little-endian
+    uint64_t value = 0;
+    for (int i = 7; i >= 0; --i) value = (value << 8) | len[i];
+    head.payload_length = value;
+    at = 10;
   }
   std::memset(head.masking_key, 0, sizeof head.masking_key);
-  if (head.mask && !read_full(fd, head.masking_key, 4)) {
-    std::perror("read masking-key");
-    return -1;
+  if (head.mask) {
+    if (n < at + 4) return 0;
+    std::memcpy(head.masking_key, b + at, 4);
+    at += 4;
   }
-  return 0;
+  return static_cast<int>(at);
 }
 
 size_t frame_head_bytes(uint64_t len, uint8_t out[10]) {
@@ -162,16 +120,6 @@ size_t frame_head_bytes(uint64_t len, uint8_t out[10]) {
   out[1] = 127;
   for (int i = 0; i < 8; ++i) out[2 + i] = static_cast<uint8_t>(len >> (56 - 8 * i));
   return 10;
-}
-
-int send_frame_head(int fd, const FrameHead& head) {
-  uint8_t out[10];
-  size_t n = frame_head_bytes(head.payload_length, out);
-  if (send_all(fd, out, n) < 0) {
-    std::perror("write head");
-    return -1;
-  }
-  return 0;
 }
 
 void inverted_string(uint8_t* bytes, size_t count) {
@@ -223,14 +171,6 @@ int webSocket_enPackage(const uint8_t* data, size_t length, uint8_t* output, siz
     umaskTest(output + head + 4, length, output + head);
   }
   return static_cast<int>(head + key_bytes + length);
-}
-
-int webSocket_send(int fd, const void* data, size_t length, bool mask, uint8_t type) {
-  std::vector<uint8_t> frame(length + 14);
-  int n = webSocket_enPackage(static_cast<const uint8_t*>(data), length, frame.data(), frame.size(),
-                              mask, type);
-  if (n < 0) return n;
-  return static_cast<int>(send_all(fd, frame.data(), static_cast<size_t>(n)));
 }
 
 SSL_CTX* init_ssl(const char* cert_file, const char* key_file) {

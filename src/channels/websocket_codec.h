@@ -2,11 +2,8 @@
 // WebSocket (RFC 6455) pieces of the GUI channel: the opening handshake, the
 // frame heads read and written by the server, and the framing of the
 // messages that the daemon pushes.
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 
 #include <openssl/ssl.h>
@@ -43,22 +40,17 @@ int _readline(const char* text, int start, char* out, size_t out_size);
 int base64_encode(const unsigned char* input, int length, char* output);
 // The Sec-WebSocket-Accept value of a key: Base64 of SHA-1 over key + GUID.
 std::string websocket_accept(const std::string& key);
-// The answer to a whole opening request, or "" when it carries no key line.
+// The answer to a whole opening request (header lines up to the empty line),
+// or "" when it carries no key line.
 std::string handshake_response(const std::string& request);
-// Reads the request (several reads if need be, up to 8 KiB, until the blank
-// line) and answers it. 0 when answered, -1 when not. A refuse step, when
-// given, sees the request first: a text it returns is sent instead of the
-// answer (and the result is -1).
-int shakehands(int fd, const std::function<std::string(const std::string& request)>& refuse = nullptr);
-
-// Reads a client frame head. 0, or -1 (after perror) when the peer is gone
-// or a read failed.
-int recv_frame_head(int fd, FrameHead& head);
-// The server frame head (FIN, text) announcing head.payload_length bytes:
+// A client frame head at the start of n bytes: its size (2 to 14 bytes)
+// once complete, else 0. The masking key is read only when the mask bit is
+// set (zeros otherwise); 8-byte lengths are in network byte order.
+int parse_frame_head(const uint8_t* bytes, size_t n, FrameHead& head);
+// The server frame head (FIN, text) announcing payload_length bytes:
 // below 126 in one byte, up to 65534 as 126 + 16 bits, else 127 + 64 bits,
-// all in network byte order. The bytes it writes, or 0 when it cannot.
+// all in network byte order. The bytes it writes.
 size_t frame_head_bytes(uint64_t payload_length, uint8_t out[10]);
-int send_frame_head(int fd, const FrameHead& head);
 
 void inverted_string(uint8_t* bytes, size_t count);
 void umaskTest(uint8_t* bytes, size_t count, const uint8_t masking_key[4]);
@@ -68,8 +60,6 @@ void webSocket_getRandomString(uint8_t* out, size_t count);
 // too small or the type unknown.
 int webSocket_enPackage(const uint8_t* data, size_t length, uint8_t* output, size_t output_size,
                         bool mask, uint8_t type);
-// Frames data and writes it to fd; negative on failure.
-int webSocket_send(int fd, const void* data, size_t length, bool mask, uint8_t type);
 
 // A TLS server context from PEM certificate and key files; null (with the
 // OpenSSL errors on standard error) when they cannot be used.

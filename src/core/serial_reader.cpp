@@ -163,9 +163,9 @@ void SerialReader::run(board::ByteSource& source, const std::atomic<bool>& stop,
       }
       if (got < 0 && errno == EINTR) continue;
     }
-    // A hung-up or failed line: say so, wait, and open it again.
-    int err = errno;
-    board_.print("MCU line read error: %s; reopening\n", err ? std::strerror(err) : "hung up");
+    // A hung-up or failed line: say why, wait, and open it again.
+    std::string why = source.failure();
+    board_.print("MCU line read error: %s; reopening\n", why.empty() ? "unknown" : why.c_str());
     if (!reopen) return;
     do {
       board_.clock.sleep_ms(1000);

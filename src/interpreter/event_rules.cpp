@@ -77,6 +77,13 @@ void event_rule_confirmation(Context& ctx) {
   ctx.print("ptr+4: %s\n", to + 4);
   ctx.print("field_type: %s\n", field_type.c_str());
 
+  // The keys are built from the MCU's numbers: only the rule sets 1 to 3 and
+  // the sensor ports 1 and 2 exist.
+  const bool stores = field_type == "Mode" || field_type == "Trigger" || field_type == "Delay";
+  if (stores && (event < 1 || event > 3 || sensor < 1 || sensor > 2)) {
+    ctx.print("Event%d Sensor%d is out of range: nothing stored\n", event, sensor);
+    return;
+  }
   if (field_type == "Mode") {
     set_rule_code(ctx, format_key("sensor%d%doutput", event, sensor), outlet, value, kModeWords);
   } else if (field_type == "Trigger") {

@@ -1,6 +1,7 @@
 // The GUI channel with a real browser: headless Chromium loads the project's
 // own page (tests/channels/data/gui.html), which opens two connections, sends
-// "StartAudioMic" and a report request, and posts back what it showed.
+// "StartAudioMic" and a report request, closes the first and posts back what
+// it showed.
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -123,14 +124,18 @@ TEST(Browser, GuiPageGetsTheEchoAndTheWholeReportOnBothConnections) {
   std::string profile = h.scratch.path("/chromium-profile");
   std::filesystem::create_directories(profile);
   {
-    Child browser({kChromium, "--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking",
+    Child browser({kChromium, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                   "--disable-background-networking",
                    "--disable-component-update", "--disable-sync", "--no-first-run",
                    "--user-data-dir=" + profile, url});
     ASSERT_TRUE(browser.started());
     ASSERT_TRUE(wait_until([&] { return server.has_result(); }, std::chrono::seconds(60)))
         << "the page posted nothing back";
-    EXPECT_EQ(h.state._checkWebSocketReflesh.load(), 1);  // while the page is open
   }  // the browser is ended here
+  // The page closed its first connection: the close frame was answered (a
+  // clean close, code 1000) and the features ended with it.
+  EXPECT_NE(server.result().find("\nclosed 1000 clean"), std::string::npos) << server.result();
+  EXPECT_EQ(h.state._checkWebSocketReflesh.load(), 0);
 
   std::vector<std::string> report;
   for (const auto& [k, v] : channels::live_report(*h.ch)) report.push_back(k + v);

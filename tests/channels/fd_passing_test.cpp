@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 
 #include "support/channels_harness.h"
 
@@ -158,6 +159,54 @@ TEST_F(FdPassingTest, HandOverWithoutDescriptorIsClosedAndReported) {
     ::close(u);
   }
   EXPECT_TRUE(wait_until([&] { return count(h.printed(), "No control message header found\n") == 2; }));
+}
+
+size_t open_descriptors() {
+  size_t n = 0;
+  for (auto& e : std::filesystem::directory_iterator("/proc/self/fd")) n += e.path().filename() != ".";
+  return n;
+}
+
+TEST_F(FdPassingTest, EveryCarriedDescriptorNotKeptIsClosed) {
+  // 253 descriptors (the most one message can carry) in one hand-over: an
+  // open hand-over keeps the first, a close hand-over keeps none.
+  struct Case {
+    int flag;
+    size_t kept;
+  } cases[] = {{1, 1}, {0, 0}};
+  const size_t before = open_descriptors();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.flag);
+    channels::store(h.segments->_Telnet23->announced, 9);
+    channels::store(h.segments->_Telnet23->slot[9], c.flag);
+    int u = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un a{};
+    a.sun_family = AF_UNIX;
+    std::strncpy(a.sun_path, h.scratch.path(channels::file_server_socket).c_str(), sizeof a.sun_path - 1);
+    ASSERT_EQ(::connect(u, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    std::vector<int> fds(253);
+    for (int& fd : fds) fd = ::dup(u);
+    alignas(cmsghdr) char control[CMSG_SPACE(253 * sizeof(int))] = {};
+    char x = 'x';
+    iovec iov{&x, 1};
+    msghdr msg{};
+    msg.msg_iov = &iov;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = sizeof control;
+    cmsghdr* cm = CMSG_FIRSTHDR(&msg);
+    cm->cmsg_level = SOL_SOCKET;
+    cm->cmsg_type = SCM_RIGHTS;
+    cm->cmsg_len = CMSG_LEN(fds.size() * sizeof(int));
+    std::memcpy(CMSG_DATA(cm), fds.data(), fds.size() * sizeof(int));
+    ASSERT_EQ(::sendmsg(u, &msg, 0), 1) << std::strerror(errno);
+    for (int fd : fds) ::close(fd);
+    EXPECT_EQ(read_some(u), "<closed>");  // the hand-over was handled
+    ::close(u);
+    EXPECT_TRUE(wait_until([&] { return open_descriptors() == before + c.kept; }))
+        << open_descriptors() << " open, " << before << " before";
+  }
+  EXPECT_EQ(h.ch->rev_fd[9].load(), -1);  // the close hand-over closed the kept one
 }
 
 }  // namespace

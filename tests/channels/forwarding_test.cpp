@@ -2,7 +2,11 @@
 #include "channels/forwarding.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 
@@ -120,6 +124,32 @@ TEST_F(SshTest, AFullLengthLineIsSentWhole) {
   h.output->to_ssh_sessions(line.c_str(), line.size());
   EXPECT_EQ(peer->wait_exit(), 0);
   EXPECT_NE(peer->output.find(std::string(4488, 'L') + "\\r\\0\n"), std::string::npos);
+}
+
+TEST_F(SshTest, ABusySessionLosesTheLineAndKeepsItsEntry) {
+  // A session whose listen queue is full: the reader must not wait for it.
+  std::string path = h.scratch.path("/var/run/ssh_busy");
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un a{};
+  a.sun_family = AF_UNIX;
+  std::strncpy(a.sun_path, path.c_str(), sizeof a.sun_path - 1);
+  ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+  ASSERT_EQ(::listen(listener, 0), 0);
+  std::vector<int> queued;
+  bool full = false;
+  while (!full && queued.size() < 16) {
+    queued.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    full = ::connect(queued.back(), reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 && errno == EAGAIN;
+  }
+  ASSERT_TRUE(full);
+  std::strcpy(list().entry[0], "/var/run/ssh_busy");
+  channels::store(list().count, 1);
+  h.output->to_ssh_sessions("lost\r\n", 6);  // returns at once
+  EXPECT_EQ(channels::load(list().count), 1);
+  EXPECT_STREQ(list().entry[0], "/var/run/ssh_busy");
+  for (int c : queued) ::close(c);
+  ::close(listener);
 }
 
 }  // namespace

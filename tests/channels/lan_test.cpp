@@ -148,6 +148,30 @@ TEST_F(LanTcp, BoundAddressOnlyAndAVanishedPeerFreesItsSlot) {
   EXPECT_TRUE(wait_until([&] { return h.ch->clients.TcpClient[0].fd.load() < 0; }));
 }
 
+TEST(LanGui, AForeignPageGetsOnly403AndItsFirstFrameIsNeverRead) {
+  ChannelsHarness h;
+  h.run(channels::start_websocket_server(*h.ch, 0));
+  ASSERT_TRUE(wait_until([&] { return h.ch->websocket_port.load() != 0; }));
+  const std::string frame("\x81\x86\0\0\0\0GetAll", 12);
+  struct Case {
+    const char* origin;
+    bool refused;
+  } cases[] = {{"http://127.0.0.2:8080", true}, {"http://127.0.0.1:8080", false}};
+  for (const auto& [origin, refused] : cases) {
+    Client c(h.ch->websocket_port.load());
+    c.send("GET / HTTP/1.1\r\nHost: 127.0.0.1:45678\r\nOrigin: " + std::string(origin) +
+           "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+           "Sec-WebSocket-Version: 13\r\n\r\n" + frame);
+    if (refused) {
+      EXPECT_TRUE(c.wait_closed());
+      EXPECT_EQ(c.received, channels::kOriginRefused);
+      EXPECT_NE(h.printed().find("WebSocket: refused a page of http://127.0.0.2:8080 "), std::string::npos);
+    } else {
+      EXPECT_TRUE(c.wait_for("\x81\x06GetAll")) << c.received;
+    }
+  }
+}
+
 // Serves lan.html on 127.0.0.1 and on 127.0.0.2 (another origin) and keeps
 // what the page posts to /result.
 class PageServer {
@@ -287,17 +311,17 @@ TEST_F(LanBrowser, WssForChromiumAndOpensslAndNoPlainClient) {
   EXPECT_TRUE(plain.wait_closed());
   EXPECT_EQ(plain.received.find("101"), std::string::npos);
 
-  // openssl s_client types the upgrade, then (once answered) "GetAll" in a
-  // masked frame; a zero key leaves the bytes as they are.
+  // openssl s_client types the upgrade and "GetAll" in a masked frame at
+  // once; a zero key leaves the bytes as they are.
   std::string input = h.scratch.path("/s_client.in");
   ASSERT_EQ(::mkfifo(input.c_str(), 0600), 0);
   Child client({"/bin/sh", "-c", "exec /usr/bin/openssl s_client -quiet -ign_eof -connect 127.0.0.1:" +
                                      std::to_string(port) + " < " + input});
   int to_client = ::open(input.c_str(), O_WRONLY | O_CLOEXEC);
-  ASSERT_EQ(::write(to_client, upgrade.data(), upgrade.size()), static_cast<ssize_t>(upgrade.size()));
-  EXPECT_TRUE(client.wait_for_output("HTTP/1.1 101 Switching Protocols")) << client.output;
-  ASSERT_EQ(::write(to_client, "\x81\x86\0\0\0\0GetAll", 12), 12);
+  const std::string typed = upgrade + std::string("\x81\x86\0\0\0\0GetAll", 12);
+  ASSERT_EQ(::write(to_client, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
   EXPECT_TRUE(client.wait_for_output("ChargingMode=slow")) << client.output;
+  EXPECT_NE(client.output.find("HTTP/1.1 101 Switching Protocols"), std::string::npos);
   ::close(to_client);
 
   std::string own = pages.browse(pages.own_url() + "wss://127.0.0.1:" + std::to_string(port) + "/",

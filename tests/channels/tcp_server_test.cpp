@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+
+#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -16,6 +19,12 @@ using testing_support::Client;
 using testing_support::wait_until;
 
 const std::string kPrompt = "Please Input Your Command :\r\n";
+
+int count(const std::string& text, const std::string& what) {
+  int n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  return n;
+}
 
 class TcpServerTest : public ::testing::Test {
  protected:
@@ -172,6 +181,54 @@ TEST_F(TcpServerTest, TablesStartEmpty) {
   h.output->to_tcp_client("nobody.", 7);
   h.output->byte_to_telnet_client('x');
   EXPECT_EQ(h.ch->clients.TcpClientNum.load(), 0);
+}
+
+TEST_F(TcpServerTest, AClientThatTakesNothingIsClosedWhileTheReaderAndOthersGoOn) {
+  h.ch->accepted_sndbuf = 4096;  // a small board's socket buffer
+  h.ch->stall_limit = std::chrono::milliseconds(300);
+  start();
+  auto other = connect();  // slot 0
+  ASSERT_TRUE(other->wait_for(kPrompt));
+  struct Case {
+    size_t bytes;  // '.'-ended MCU output for the silent client
+    std::string line;
+  } cases[] = {
+      {1500 * 1000, "TCP client 1 closed: its output queue is full\n"},
+      {100 * 1000, "TCP client 1 closed: it took no output in time\n"},
+  };
+  int closed = 0;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
+    auto silent = connect();  // slot 1: speaks once, never reads again
+    ASSERT_TRUE(silent->wait_for(kPrompt));
+    int small = 4096;
+    ::setsockopt(silent->fd(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+    ASSERT_TRUE(silent->send("status\r\n"));
+    ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClientNum.load() == 1; }));
+
+    // The reader's side: no call may wait for the silent client.
+    std::atomic<bool> done{false};
+    std::thread reader([&] {
+      std::string message = std::string(4499, 'v') + ".";
+      for (size_t sent = 0; sent < c.bytes; sent += message.size())
+        h.output->to_tcp_client(message.data(), message.size());
+      done = true;
+    });
+    EXPECT_TRUE(wait_until([&] { return done.load(); }, std::chrono::seconds(10)));
+    if (!done) silent.reset();  // unblocks a reader stuck in a send
+    reader.join();
+
+    EXPECT_TRUE(wait_until([&] { return count(h.printed(), "TCP client") == closed + 1; })) << h.printed();
+    EXPECT_NE(h.printed().find(c.line), std::string::npos) << h.printed();
+    ++closed;
+    EXPECT_TRUE(wait_until([&] { return h.ch->clients.TcpClient[1].fd.load() == -1; }));
+    // The other client is served as before.
+    ASSERT_TRUE(other->send("next\r\n"));
+    ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClientNum.load() == 0; }));
+    h.output->to_tcp_client("ok.", 3);
+    EXPECT_TRUE(other->wait_for("ok."));
+    other->received.clear();
+  }
 }
 
 }  // namespace

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <utility>
+
 #include "channels/live_report.h"
 #include "support/channels_harness.h"
 
@@ -12,6 +16,13 @@ namespace {
 using testing_support::ChannelsHarness;
 using testing_support::Client;
 using testing_support::wait_until;
+
+const std::string kRequest =
+    "GET / HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
+const std::string kAnswer =
+    "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+    "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n\r\n";
 
 class WsClient : public Client {
  public:
@@ -35,27 +46,49 @@ class WsClient : public Client {
                                           frame.data(), frame.size(), true, type);
     return n > 0 && send(std::string(frame.begin(), frame.begin() + n));
   }
-  // The next server message (unmasked text frame); "<none>" when none came.
-  std::string next() {
-    if (!wait_bytes(2)) return "<none>";
+  // A masked client frame with the given first byte (FIN and opcode).
+  static std::string frame(uint8_t first, const std::string& payload) {
+    std::string f(1, static_cast<char>(first));
+    size_t n = payload.size();
+    if (n < 126) {
+      f += static_cast<char>(0x80 | n);
+    } else {
+      f += static_cast<char>(0x80 | 126);
+      f += static_cast<char>(n >> 8);
+      f += static_cast<char>(n & 0xff);
+    }
+    const char key[4] = {0x11, 0x22, 0x33, 0x44};
+    f.append(key, 4);
+    for (size_t i = 0; i < n; ++i) f += static_cast<char>(payload[i] ^ key[i % 4]);
+    return f;
+  }
+  // The next server frame (unmasked): its first byte and payload; {0,
+  // "<none>"} when none came.
+  std::pair<int, std::string> next_frame() {
+    if (!wait_bytes(2)) return {0, "<none>"};
     auto b = [&](size_t i) { return static_cast<uint8_t>(received[i]); };
-    if (b(0) != 0x81 || (b(1) & 0x80)) return "<bad head>";
+    if (b(1) & 0x80) return {b(0), "<masked>"};
     uint64_t len = b(1) & 0x7f;
     size_t head = 2;
     if (len == 126) {
-      if (!wait_bytes(4)) return "<none>";
+      if (!wait_bytes(4)) return {0, "<none>"};
       len = (uint64_t{b(2)} << 8) | b(3);
       head = 4;
     } else if (len == 127) {
-      if (!wait_bytes(10)) return "<none>";
+      if (!wait_bytes(10)) return {0, "<none>"};
       len = 0;
       for (int i = 2; i < 10; ++i) len = (len << 8) | b(i);
       head = 10;
     }
-    if (!wait_bytes(head + len)) return "<none>";
-    std::string text = received.substr(head, len);
+    if (!wait_bytes(head + len)) return {0, "<none>"};
+    std::pair<int, std::string> f{b(0), received.substr(head, len)};
     received.erase(0, head + len);
-    return text;
+    return f;
+  }
+  // The next server message (a text frame); "<none>" when none came.
+  std::string next() {
+    auto f = next_frame();
+    return f.first == 0x81 || f.first == 0 ? f.second : "<bad head>";
   }
 };
 
@@ -67,6 +100,7 @@ class WebSocketTest : public ::testing::Test {
                       {"wan_netmask", "255.0.0.0"}, {"Password", std::string(60, 'p')},
                       {"IRLabel2", "TV"}, {"IRValue2", "0x20"}, {"IRLabel7", ""}, {"IRValue7", "0x70"},
                       {"CheckUpgrateStatus", "2"}, {"ChargingMode", "fast"}};
+    h.ch->handshake_limit = h.ch->frame_limit = std::chrono::seconds(3);
     h.run(channels::start_websocket_server(*h.ch, 0));
     ASSERT_TRUE(wait_until([&] { return h.ch->websocket_port.load() != 0; }));
   }
@@ -182,6 +216,88 @@ TEST_F(WebSocketTest, RequestWithoutKeyIsNotAnswered) {
   ASSERT_TRUE(c.send("GET / HTTP/1.1\r\nHost: x\r\n\r\n"));
   EXPECT_TRUE(c.wait_closed());
   EXPECT_EQ(c.received, "");
+}
+
+TEST_F(WebSocketTest, ControlFramesAndFragments) {
+  auto g = gui();
+  using Reply = std::pair<int, std::string>;
+  struct Step {
+    const char* what;
+    std::string bytes;
+    std::vector<Reply> replies;
+  } steps[] = {
+      {"ping", WsClient::frame(0x89, "beat"), {{0x8A, "beat"}}},
+      {"a pong gets nothing", WsClient::frame(0x8A, "x") + WsClient::frame(0x89, "y"), {{0x8A, "y"}}},
+      {"fragments joined, a ping between them answered at once",
+       WsClient::frame(0x01, "Start") + WsClient::frame(0x89, "") + WsClient::frame(0x00, "Audio") +
+           WsClient::frame(0x80, "Mic"),
+       {{0x8A, ""}, {0x81, "StartAudioMic"}}},
+      {"close", WsClient::frame(0x88, "\x03\xE8"), {{0x88, "\x03\xE8"}}},
+  };
+  for (const auto& s : steps) {
+    SCOPED_TRACE(s.what);
+    ASSERT_TRUE(g->send(s.bytes));
+    for (const Reply& r : s.replies) EXPECT_EQ(g->next_frame(), r);
+  }
+  EXPECT_TRUE(g->wait_closed());
+  EXPECT_EQ(g->received, "");
+  EXPECT_TRUE(wait_until([&] { return h.state._checkWebSocketReflesh.load() == 0; }));  // set, then closed
+}
+
+TEST_F(WebSocketTest, TheRequestEndsAtItsEmptyLine) {
+  struct Case {
+    const char* what;
+    std::string after;
+    std::string reply;  // after the answer; "" = closed without a word
+  } cases[] = {
+      {"a frame in the same packet", WsClient::frame(0x81, "StopAudioMic"), std::string("\x81\x0cStopAudioMic")},
+      {"a body that is no frame", "X=1&Y=" + std::string(12000, 'y'), ""},
+      {"an unmasked frame", "\x81\x02hi", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Client raw(h.ch->websocket_port.load());
+    ASSERT_TRUE(raw.send(kRequest + c.after));
+    if (c.reply.empty()) {
+      EXPECT_TRUE(raw.wait_closed());
+      EXPECT_EQ(raw.received, kAnswer);
+    } else {
+      EXPECT_TRUE(raw.wait_for(kAnswer + c.reply));
+      EXPECT_EQ(raw.received, kAnswer + c.reply);
+    }
+  }
+}
+
+TEST_F(WebSocketTest, StalledPeersDelayNobody) {
+  // One peer stalls in the middle of a frame, one trickles its request.
+  auto stalled = gui();
+  ASSERT_TRUE(stalled->send(WsClient::frame(0x81, std::string(100, 's')).substr(0, 20)));
+  Client trickler(h.ch->websocket_port.load());
+  std::atomic<bool> stop{false};
+  std::thread trickle([&] {
+    for (char c : kRequest) {
+      if (stop || !trickler.send(std::string(1, c))) break;
+      wait_until([&] { return stop.load(); }, std::chrono::milliseconds(100));
+    }
+  });
+
+  // A third GUI is answered and served meanwhile, before either limit ends.
+  auto expected = channels::live_report(*h.ch);
+  auto third = gui();
+  ASSERT_TRUE(third->send_frame("GetAll"));
+  EXPECT_EQ(third->next(), "GetAll");
+  for (const auto& [k, v] : expected) ASSERT_EQ(third->next(), k + v);
+  EXPECT_EQ(h.printed().find("closed"), std::string::npos) << h.printed();
+
+  // Each peer past its limit is closed with one line.
+  EXPECT_TRUE(stalled->wait_closed());
+  EXPECT_TRUE(trickler.wait_closed());
+  stop = true;
+  trickle.join();
+  EXPECT_NE(h.printed().find("WebSocket client 0 closed: its frame took too long\n"), std::string::npos);
+  EXPECT_NE(h.printed().find("WebSocket client 1 closed: its request took too long\n"), std::string::npos);
+  ASSERT_TRUE(third->send_frame("StartAudioMic"));
+  EXPECT_EQ(third->next(), "StartAudioMic");
 }
 
 }  // namespace

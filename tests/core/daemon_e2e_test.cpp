@@ -69,7 +69,8 @@ TEST(Daemon, RecoversFromAHungUpLine) {
   d.mcu_send("before\r\n");
   ASSERT_TRUE(d.wait_interpreted("before"));
   d.replace_line();  // the old line hangs up; the same path now leads to a new one
-  EXPECT_TRUE(d.wait_output("MCU line read error"));
+  // The real reason, not a stale errno.
+  EXPECT_TRUE(d.wait_output("MCU line read error: POLLHUP; reopening\n")) << d.output();
   ASSERT_TRUE(d.wait_output("MCU line reopened\n"));
   d.mcu_send("after\r\n");
   EXPECT_TRUE(d.wait_interpreted("after", 15s)) << d.output();

@@ -225,7 +225,7 @@ struct ScriptedSource : board::ByteSource {
     }
     if (steps[at] == "!") {
       ++at;
-      errno = EIO;
+      errno = ENOENT;  // stale: the reason is what failure() says
       return Wait::Failed;
     }
     if (steps[at].empty()) {
@@ -234,6 +234,7 @@ struct ScriptedSource : board::ByteSource {
     }
     return Wait::Data;
   }
+  std::string failure() const override { return "POLLHUP"; }
   ssize_t read(char* buf, size_t max) override {
     std::string& s = steps[at];
     size_t n = std::min(max, s.size());
@@ -254,7 +255,7 @@ TEST_F(Reader, AHungUpLineIsReopenedWithoutSpinning) {
   EXPECT_EQ(interpreted(), (std::vector<std::string>{"one", "two"}));
   EXPECT_EQ(reopens, 2);
   EXPECT_EQ(clock.sleeps, (std::vector<long>{1000, 1000}));
-  EXPECT_NE(printed().find("MCU line read error"), std::string::npos);
+  EXPECT_NE(printed().find("MCU line read error: POLLHUP; reopening\n"), std::string::npos);
 }
 
 }  // namespace
