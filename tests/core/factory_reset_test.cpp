@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/factory_reset.h"
-#include "support/fakes.h"
-#include "support/scratch_root.h"
+#include "support/interpreter_harness.h"
 
 namespace {
 
@@ -11,36 +10,24 @@ using namespace testing_support;
 // The reset in host mode: board programs journaled, file work done under the root.
 class FactoryReset : public ::testing::Test {
  protected:
-  FactoryReset()
-      : files(scratch.root()), settings(files), runner(scratch.root()),
-        board{files, nvram, settings, runner, clock, mcu, stdout} {
-    nvram.values["ZLTMerge"] = "ZLT4AC";
+  FactoryReset() {
+    h.nvram.values["ZLTMerge"] = "ZLT4AC";
+    for (const char* path : {"/etc_ro/ZLT.log", "/etc_ro/Outlet3.log", "/user/argument.text.bak",
+                             "/user/intervalenergy", "/user/newpassword.text", "/user/mqttTopic", "/etc/passwd-",
+                             "/etc/passwd", "/usr/local/server.pem"})
+      scratch.write(path, "x\n");
     scratch.write("/etc_ro/argument.text", "HostName=factory\nPower=1\n");
-    scratch.write("/etc_ro/ZLT.log", "");
-    scratch.write("/etc_ro/Outlet3.log", "");
     scratch.write("/user/argument.text", "HostName=mine\n");
-    scratch.write("/user/argument.text.bak", "old\n");
-    scratch.write("/user/intervalenergy", "1 2.0\n");
-    scratch.write("/user/newpassword.text", "secret\n");
-    scratch.write("/user/mqttTopic", "a/b\n");
-    scratch.write("/etc/passwd-", "x\n");
-    scratch.write("/etc/passwd", "root\n");
-    scratch.write("/usr/local/server.pem", "PEM\n");
-    files.make_dirs("/user/local");
-    core::factory_reset(board);
+    h.files.make_dirs("/user/local");
+    core::factory_reset(h.ctx);
   }
-  ScratchRoot scratch;
-  MemoryNvram nvram;
-  board::Files files;
-  board::SettingsFile settings;
-  board::JournalRunner runner;
-  RecordingClock clock;
-  RecordingMcu mcu;
-  board::Board board;
+  InterpreterHarness h;
+  ScratchRoot& scratch = h.scratch;
+  MemoryNvram& nvram = h.nvram;
 };
 
 TEST_F(FactoryReset, StopsTheServicesAndHandsOverInOrder) {
-  std::vector<std::string> journal = scratch.lines("/var/log/commands.log");
+  const std::vector<std::string>& journal = h.runner.lines;
   const std::vector<std::string> expected = {
       "killall -9 MqttSchedule.cgi", "killall -9 DateTimeSchedule.cgi", "killall -9 modbustcp.cgi",
       "killall -9 startup", "killall -9 system-monitor.sh", "killall -9 outletWatchdog.cgi",
@@ -51,8 +38,8 @@ TEST_F(FactoryReset, StopsTheServicesAndHandsOverInOrder) {
       "killall -9 mDNSResponder 2>/dev/null", "ifdown lan1", "ifdown lan2", "ralink_init clear 2860",
       "system_recover_factory"};
   EXPECT_EQ(journal, expected);
-  ASSERT_FALSE(clock.sleeps.empty());
-  EXPECT_EQ(clock.sleeps.back(), 2000);  // a pause before the hand-over
+  ASSERT_FALSE(h.clock.sleeps.empty());
+  EXPECT_EQ(h.clock.sleeps.back(), 2000);  // a pause before the hand-over
 }
 
 TEST_F(FactoryReset, RestoresTheFactoryFilesUnderTheRoot) {

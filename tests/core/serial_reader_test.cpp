@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "core/serial_reader.h"
-#include "support/fakes.h"
-#include "support/scratch_root.h"
+#include "support/interpreter_harness.h"
 
 namespace {
 
@@ -26,53 +25,23 @@ struct Sinks : core::McuOutput {
 
 class Reader : public ::testing::Test {
  protected:
-  Reader()
-      : out(std::tmpfile()),
-        files(scratch.root()),
-        settings(files),
-        board{files, nvram, settings, runner, clock, mcu, out},
-        pool(state, [this](char* m) {
-          std::lock_guard<std::mutex> hold(lock);
-          queued.emplace_back(m);
-        }, out),
-        reader(board, state, pool, sinks) {
+  Reader() : pool(h.state, [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); }, h.ctx.out),
+             reader(h.ctx, h.state, pool, sinks) {
     pool.start();
   }
-  ~Reader() override { std::fclose(out); }
-
   // Bytes as they arrive; '~' stands for one silent read (100 ms).
   void line(const std::string& script) {
-    for (char c : script) {
-      if (c == '~')
-        reader.on_silence();
-      else
-        reader.on_byte(c);
-    }
+    for (char c : script) c == '~' ? reader.on_silence() : reader.on_byte(c);
   }
-  void silence(int reads) { line(std::string(static_cast<size_t>(reads), '~')); }
   std::vector<std::string> interpreted() {
     pool.drain();
     std::lock_guard<std::mutex> hold(lock);
     return queued;
   }
-  std::string printed() {
-    std::fflush(out);
-    std::rewind(out);
-    std::string s;
-    for (int c; (c = std::fgetc(out)) != EOF;) s += static_cast<char>(c);
-    return s;
-  }
+  std::string printed() { return all += h.take_output(); }
 
-  ScratchRoot scratch;
-  MemoryNvram nvram;
-  RecordingRunner runner;
-  RecordingClock clock;
-  RecordingMcu mcu;
-  std::FILE* out;
-  board::Files files;
-  board::SettingsFile settings;
-  board::Board board;
-  core::SharedState state;
+  InterpreterHarness h;
+  std::string all;
   Sinks sinks;
   std::mutex lock;
   std::vector<std::string> queued;
@@ -128,29 +97,29 @@ TEST_F(Reader, OverflowRestartsTheCollection) {
 }
 
 TEST_F(Reader, ANulInsideALineDropsItAndDisarmsTheStatusMode) {
-  state.CheckStatusMode = 4;
+  h.state.CheckStatusMode = 4;
   line(std::string("ab\0cd\r\n", 7));
   EXPECT_TRUE(interpreted().empty());
-  EXPECT_EQ(state.CheckStatusMode.load(), 0u);
+  EXPECT_EQ(h.state.CheckStatusMode.load(), 0u);
   EXPECT_NE(printed().find("buff[1857:20250217]ab\n"), std::string::npos);
 }
 
 TEST_F(Reader, MicrophoneLevelsAreDroppedUnlessTheGuiWatchesThem) {
-  nvram.values["EnableTelnet"] = "0";
+  h.nvram.values["EnableTelnet"] = "0";
   line("MIC2 Peak_Level -30\r\n");
   EXPECT_TRUE(interpreted().empty());
   EXPECT_TRUE(sinks.telnet.empty());
-  state._checkWebSocketReflesh = 1;
+  h.state._checkWebSocketReflesh = 1;
   line("MIC2 Peak_Level -30\r\n");
   EXPECT_EQ(interpreted(), std::vector<std::string>{"MIC2 Peak_Level -30"});
 }
 
 TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
-  nvram.values["EnableTelnet"] = "1";  // "1" is off
+  h.nvram.values["EnableTelnet"] = "1";  // "1" is off
   line("Outlet 1 ON\r\n");
   EXPECT_TRUE(sinks.telnet.empty() && sinks.ssh.empty());
-  nvram.values["EnableTelnet"] = "0";
-  nvram.values["sshOpen"] = "1";
+  h.nvram.values["EnableTelnet"] = "0";
+  h.nvram.values["sshOpen"] = "1";
   line("Outlet 1 ON\r\n<GetPowerStatus On\r\nset  telnet23\r\nx MQTT topic/a 1\r\n");
   EXPECT_EQ(sinks.telnet, (std::vector<std::string>{"Outlet 1 ON\r\n", "MQTT topic/a 1\r\n"}));
   EXPECT_EQ(sinks.ssh, (std::vector<std::string>{"Outlet 1 ON\r\n", "x MQTT topic/a 1\r\n"}));
@@ -167,20 +136,20 @@ TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
 
 TEST_F(Reader, ActsOnMqttLinesTipEndsAndMachineTypeSeven) {
   line("MQTT topic/x 5\r\nGUI Get Tip Messages End\r\n");
-  EXPECT_EQ(nvram.values["mqttBrokerpayloadvalue"], "MQTT topic/x 5");
-  EXPECT_EQ(nvram.values["Guiupsys"], "3");
-  EXPECT_EQ(mcu.bytes, "GUISYSTIME\r\n");
-  EXPECT_EQ(nvram.values["Tipmessage"], "1");
-  state.MachineType = "7";
+  EXPECT_EQ(h.nvram.values["mqttBrokerpayloadvalue"], "MQTT topic/x 5");
+  EXPECT_EQ(h.nvram.values["Guiupsys"], "3");
+  EXPECT_EQ(h.mcu.bytes, "GUISYSTIME\r\n");
+  EXPECT_EQ(h.nvram.values["Tipmessage"], "1");
+  h.state.MachineType = "7";
   line("ab");
   EXPECT_EQ(sinks.telnet_bytes, "ab");
 }
 
 TEST_F(Reader, TheResetAnnouncementRunsTheFactoryResetBeforeQueueing) {
-  nvram.values["ZLTMerge"] = "ZLT8AC";
+  h.nvram.values["ZLTMerge"] = "ZLT8AC";
   line("[SUCCESS]Doing Reset, Please Wait A Moment\r\n");
-  ASSERT_FALSE(runner.lines.empty());
-  EXPECT_EQ(runner.lines.back(), "system_recover_factory");
+  ASSERT_FALSE(h.runner.lines.empty());
+  EXPECT_EQ(h.runner.lines.back(), "system_recover_factory");
   EXPECT_EQ(interpreted(), std::vector<std::string>{"[SUCCESS]Doing Reset, Please Wait A Moment"});
 }
 
@@ -224,7 +193,7 @@ TEST_F(Reader, AHungUpLineIsReopenedWithoutSpinning) {
   reader.run(src, stop, [&] { return ++reopens >= 2; });
   EXPECT_EQ(interpreted(), (std::vector<std::string>{"one", "two"}));
   EXPECT_EQ(reopens, 2);
-  EXPECT_EQ(clock.sleeps, (std::vector<long>{1000, 1000}));
+  EXPECT_EQ(h.clock.sleeps, (std::vector<long>{1000, 1000}));
   EXPECT_NE(printed().find("MCU line read error"), std::string::npos);
 }
 
