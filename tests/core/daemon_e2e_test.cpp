@@ -48,8 +48,8 @@ TEST(Daemon, CarriesMcuLinesToTheStoresTheCommandsAndBack) {
   EXPECT_EQ(d.output().find("InputData=a\n\rb"), std::string::npos);
 
   d.mcu_send("[SUCCESS]Set Device Name To Lab  telnet23\r\n");
+  EXPECT_TRUE(wait_until([&] { return d.nvram("TitleLabel") == "Lab"; }));
   EXPECT_TRUE(wait_until([&] { return d.settings_lines() == std::vector<std::string>{"Power=0", "TitleLabel=Lab"}; }));
-  EXPECT_EQ(d.nvram("TitleLabel"), "Lab");
 
   d.mcu_send("[SUCCESS]Set System Power ON\r\n");
   EXPECT_TRUE(d.wait_mcu("GUISTATUS\r\n"));
