@@ -149,9 +149,6 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
       h.state._readGetCommand = command;
       h.state._readGetCommandFirstNumber = first_number;
       h.state._readGetCommandFirstOrSecond = first_or_second;
-    } else if (key == "capture") {
-      auto [status, output] = split(value, " ");
-      h.runner.captures.push_back(board::Capture{std::stoi(status), unescape(output)});
     } else if (key == "send") {
       messages.push_back(unescape(value));
     } else {

@@ -10,7 +10,6 @@
 //   put: /user/intervalenergy: 1 0.5\n   a file under the root before
 //   mode: 4                        CheckStatusMode before
 //   query: 5 6 7                   _readGetCommand, ...FirstNumber, ...FirstOrSecond before
-//   capture: 0 ENC\n               a scripted reply of the runner's capture
 //   send: [SUCCESS]Set Device Name To Lab   a message (several: in order)
 //   =file: TitleLabel=Lab          the settings file after, whole, in order
 //   =nvram: TitleLabel=Lab         every nvram key that changed, with its value
@@ -31,7 +30,7 @@
 // last message unless a "case:" field gives one.
 //
 // A block that starts with the line "every case:" holds givens (model, nvram,
-// file, put, mode, capture, send) put before those of every later case of the
+// file, put, mode, send) put before those of every later case of the
 // file.
 //
 // What a case does not list must not happen: no settings-file change, no
