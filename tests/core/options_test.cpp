@@ -52,6 +52,16 @@ TEST(Options, ParsesTheCommandLine) {
   }
 }
 
+TEST(Options, TurnsTheNewServicesOn) {
+  char* argv[] = {const_cast<char*>("pdud"), const_cast<char*>("--tcp-server"), const_cast<char*>("--websocket"),
+                  nullptr};
+  core::Options o;
+  int status = -1;
+  ASSERT_TRUE(core::parse_options(3, argv, o, &status));
+  EXPECT_TRUE(o.tcp_server);
+  EXPECT_TRUE(o.websocket);
+}
+
 TEST(Options, DefaultsAreTheUnitsBehaviour) {
   core::Options o;
   EXPECT_EQ(o.root, "/");
