@@ -8,15 +8,20 @@ namespace {
 using namespace testing_support;
 
 // The reset in host mode: board programs journaled, file work done under the root.
+// The user's own files, gone after the reset.
+const char* const kUserFiles[] = {"/user/argument.text.bak", "/user/intervalenergy", "/user/lastsendtime",
+                                  "/user/nextreport", "/user/newpassword.text", "/user/login_lock",
+                                  "/user/loginpw_lock", "/etc/passwd-"};
+
 class FactoryReset : public ::testing::Test {
  protected:
   FactoryReset() {
     h.nvram.values["ZLTMerge"] = "ZLT4AC";
-    for (const char* path : {"/etc_ro/ZLT.log", "/etc_ro/Outlet3.log", "/user/argument.text.bak",
-                             "/user/intervalenergy", "/user/newpassword.text", "/user/mqttTopic", "/etc/passwd-",
-                             "/etc/passwd", "/usr/local/server.pem"})
+    for (const char* path : {"/etc_ro/ZLT.log", "/etc_ro/Outlet3.log", "/user/mqttTopic", "/etc/passwd",
+                             "/usr/local/server.pem"})
       scratch.write(path, "x\n");
-    scratch.write("/etc_ro/argument.text", "HostName=factory\nPower=1\n");
+    for (const char* path : kUserFiles) scratch.write(path, "x\n");
+    scratch.write("/etc_ro/argument.text", "HostName=factory\nwan_dhcp_hn=factory\nPower=1\n");
     scratch.write("/user/argument.text", "HostName=mine\n");
     h.files.make_dirs("/user/local");
     core::factory_reset(h.ctx);
@@ -43,10 +48,7 @@ TEST_F(FactoryReset, StopsTheServicesAndHandsOverInOrder) {
 }
 
 TEST_F(FactoryReset, RestoresTheFactoryFilesUnderTheRoot) {
-  EXPECT_FALSE(scratch.exists("/user/argument.text.bak"));
-  EXPECT_FALSE(scratch.exists("/user/intervalenergy"));
-  EXPECT_FALSE(scratch.exists("/user/newpassword.text"));
-  EXPECT_FALSE(scratch.exists("/etc/passwd-"));
+  for (const char* path : kUserFiles) EXPECT_FALSE(scratch.exists(path)) << path;
   EXPECT_TRUE(scratch.exists("/etc/passwd"));
   EXPECT_EQ(scratch.read("/user/mqttTopic"), "\n");
   EXPECT_EQ(scratch.read("/user/mqttfeed"), "\n");
