@@ -1,7 +1,10 @@
 // The real daemon against a pseudo-terminal MCU line, in host mode.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <string>
+#include <vector>
 
 #include "support/daemon_harness.h"
 
@@ -29,28 +32,42 @@ TEST(Daemon, StartsUpInOrderAndLeavesNothingBehindOnSigterm) {
   EXPECT_FALSE(d.scratch.exists("/var/run/readuart.pid"));
 }
 
-TEST(Daemon, FramesQueuesAndInterpretsMcuLines) {
-  DaemonHarness d;
-  d.start();
-  d.mcu_send("abc\r\n");
-  EXPECT_TRUE(d.wait_interpreted("abc"));
-  d.mcu_send("def.\r\n");
-  EXPECT_TRUE(d.wait_interpreted("def"));
-  d.mcu_send("Value 1.5");  // then silence
-  EXPECT_TRUE(d.wait_interpreted("Value 1.5"));
-  d.mcu_send("a\n\rb\r\nlast\r\n");
-  EXPECT_TRUE(d.wait_interpreted("last"));
-  EXPECT_EQ(d.output().find("InputData=a\n\rb"), std::string::npos);
-  EXPECT_EQ(d.stop(), 0);
+bool has(const std::vector<std::string>& lines, const std::string& line) {
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
-TEST(Daemon, MqttLinesReachNvramAndTheMcuGetsAClockRequest) {
+// MCU lines are framed, queued and interpreted; their effects reach the
+// settings file, nvram, the commands run and the MCU line.
+TEST(Daemon, CarriesMcuLinesToTheStoresTheCommandsAndBack) {
   DaemonHarness d;
+  d.nvram_set("SnmpTrapreceiver1", "127.0.0.1:16299");
+  d.settings("TitleLabel=Old\nPower=0\n");
   d.start();
+  d.mcu_send("a\n\rb\r\nValue 1.5");  // then silence
+  EXPECT_TRUE(d.wait_interpreted("Value 1.5"));
+  EXPECT_EQ(d.output().find("InputData=a\n\rb"), std::string::npos);
+
+  d.mcu_send("[SUCCESS]Set Device Name To Lab  telnet23\r\n");
+  EXPECT_TRUE(wait_until([&] { return d.nvram("TitleLabel") == "Lab"; }));
+  EXPECT_TRUE(wait_until([&] { return d.settings_lines() == std::vector<std::string>{"Power=0", "TitleLabel=Lab"}; }));
+
+  d.mcu_send("[SUCCESS]Set System Power ON\r\n");
+  EXPECT_TRUE(d.wait_mcu("GUISTATUS\r\n"));
+  EXPECT_TRUE(wait_until([&] { return has(d.journal(), "/bin/update_ota_version.sh &"); }));
+
   d.mcu_send("MQTT topic/x 5\r\n");
   EXPECT_TRUE(d.wait_mcu("GUISYSTIME\r\n"));
   EXPECT_TRUE(wait_until([&] { return d.nvram("mqttBrokerpayloadvalue") == "MQTT topic/x 5"; }));
   EXPECT_EQ(d.nvram("Guiupsys"), "3");
+
+  const std::string event = "2026-11-22 15:00:00 System Critical: 'over' temperature";
+  d.mcu_send("Clue:" + event + "\r\n");
+  EXPECT_TRUE(wait_until([&] { return has(d.scratch.lines("/user/ZLT.log"), event + "."); }));
+  EXPECT_TRUE(wait_until([&] {
+    for (const auto& l : d.journal())
+      if (l.rfind("snmptrap ", 0) == 0 && l.find("127.0.0.1:16299") != std::string::npos) return true;
+    return false;
+  })) << d.output();
   EXPECT_EQ(d.stop(), 0);
 }
 

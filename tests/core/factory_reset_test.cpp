@@ -1,46 +1,38 @@
 #include <gtest/gtest.h>
 
 #include "system/factory_reset.h"
-#include "support/fakes.h"
-#include "support/scratch_root.h"
+#include "support/interpreter_harness.h"
 
 namespace {
 
 using namespace testing_support;
 
 // The reset in host mode: board programs journaled, file work done under the root.
+// The user's own files, gone after the reset.
+const char* const kUserFiles[] = {"/user/argument.text.bak", "/user/intervalenergy", "/user/lastsendtime",
+                                  "/user/nextreport", "/user/newpassword.text", "/user/login_lock",
+                                  "/user/loginpw_lock", "/etc/passwd-"};
+
 class FactoryReset : public ::testing::Test {
  protected:
-  FactoryReset()
-      : files(scratch.root()), settings(files), runner(scratch.root()),
-        board{files, nvram, settings, runner, clock, mcu, stdout} {
-    nvram.values["ZLTMerge"] = "ZLT4AC";
-    scratch.write("/etc_ro/argument.text", "HostName=factory\nPower=1\n");
-    scratch.write("/etc_ro/ZLT.log", "");
-    scratch.write("/etc_ro/Outlet3.log", "");
+  FactoryReset() {
+    h.nvram.values["ZLTMerge"] = "ZLT4AC";
+    for (const char* path : {"/etc_ro/ZLT.log", "/etc_ro/Outlet3.log", "/user/mqttTopic", "/etc/passwd",
+                             "/usr/local/server.pem"})
+      scratch.write(path, "x\n");
+    for (const char* path : kUserFiles) scratch.write(path, "x\n");
+    scratch.write("/etc_ro/argument.text", "HostName=factory\nwan_dhcp_hn=factory\nPower=1\n");
     scratch.write("/user/argument.text", "HostName=mine\n");
-    scratch.write("/user/argument.text.bak", "old\n");
-    scratch.write("/user/intervalenergy", "1 2.0\n");
-    scratch.write("/user/newpassword.text", "secret\n");
-    scratch.write("/user/mqttTopic", "a/b\n");
-    scratch.write("/etc/passwd-", "x\n");
-    scratch.write("/etc/passwd", "root\n");
-    scratch.write("/usr/local/server.pem", "PEM\n");
-    files.make_dirs("/user/local");
-    system_actions::factory_reset(board);
+    h.files.make_dirs("/user/local");
+    system_actions::factory_reset(h.ctx);
   }
-  ScratchRoot scratch;
-  MemoryNvram nvram;
-  board::Files files;
-  board::SettingsFile settings;
-  board::JournalRunner runner;
-  RecordingClock clock;
-  RecordingMcu mcu;
-  board::Board board;
+  InterpreterHarness h;
+  ScratchRoot& scratch = h.scratch;
+  MemoryNvram& nvram = h.nvram;
 };
 
 TEST_F(FactoryReset, StopsTheServicesAndHandsOverInOrder) {
-  std::vector<std::string> journal = scratch.lines("/var/log/commands.log");
+  const std::vector<std::string>& journal = h.runner.lines;
   const std::vector<std::string> expected = {
       "killall -9 MqttSchedule.cgi", "killall -9 DateTimeSchedule.cgi", "killall -9 modbustcp.cgi",
       "killall -9 startup", "killall -9 system-monitor.sh", "killall -9 outletWatchdog.cgi",
@@ -51,15 +43,12 @@ TEST_F(FactoryReset, StopsTheServicesAndHandsOverInOrder) {
       "killall -9 mDNSResponder 2>/dev/null", "ifdown lan1", "ifdown lan2", "ralink_init clear 2860",
       "system_recover_factory"};
   EXPECT_EQ(journal, expected);
-  EXPECT_EQ(clock.sleeps, (std::vector<long>{1000, 1000, 1000, 1000, 1000, 1000, 1000, 1000, 1000,
-                                             1000, 1000, 1000, 1000, 2000}));
+  ASSERT_FALSE(h.clock.sleeps.empty());
+  EXPECT_EQ(h.clock.sleeps.back(), 2000);  // a pause before the hand-over
 }
 
 TEST_F(FactoryReset, RestoresTheFactoryFilesUnderTheRoot) {
-  EXPECT_FALSE(scratch.exists("/user/argument.text.bak"));
-  EXPECT_FALSE(scratch.exists("/user/intervalenergy"));
-  EXPECT_FALSE(scratch.exists("/user/newpassword.text"));
-  EXPECT_FALSE(scratch.exists("/etc/passwd-"));
+  for (const char* path : kUserFiles) EXPECT_FALSE(scratch.exists(path)) << path;
   EXPECT_TRUE(scratch.exists("/etc/passwd"));
   EXPECT_EQ(scratch.read("/user/mqttTopic"), "\n");
   EXPECT_EQ(scratch.read("/user/mqttfeed"), "\n");

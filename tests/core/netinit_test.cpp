@@ -1,54 +1,33 @@
+#include "system/netinit.h"
+
 #include <gtest/gtest.h>
 
 #include <csignal>
 
 #include "system/netinit.h"
-#include "support/fakes.h"
-#include "support/scratch_root.h"
+#include "support/interpreter_harness.h"
 
 namespace {
 
-using namespace testing_support;
-
 TEST(Netinit, ActsOnTheSignalAndTheConnectionMode) {
-  struct Case {
-    int signo;
-    const char* mode;
-    std::vector<std::string> commands;
-    std::vector<long> sleeps;
-    bool tells_mcu;
-  };
-  const Case cases[] = {
-      {SIGUSR1, "STATIC", {"/sbin/internet.sh"}, {10000, 1000}, true},
-      {SIGUSR1, "DHCP", {"/sbin/internet.sh"}, {10000}, false},
-      {SIGUSR2, "STATIC", {}, {}, false},
+  const struct { int signo; const char* mode; std::vector<std::string> commands; std::vector<long> sleeps; } cases[] = {
+      {SIGUSR1, "STATIC", {"/sbin/internet.sh"}, {10000, 1000}},
+      {SIGUSR1, "DHCP", {"/sbin/internet.sh"}, {10000}},
+      {SIGUSR2, "STATIC", {}, {}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(c.signo) + " " + c.mode);
-    ScratchRoot scratch;
-    MemoryNvram nvram;
-    RecordingRunner runner;
-    RecordingClock clock;
-    RecordingMcu mcu;
-    board::Files files(scratch.root());
-    board::SettingsFile settings(files);
-    char* buf = nullptr;
-    size_t len = 0;
-    std::FILE* out = open_memstream(&buf, &len);
-    board::Board b{files, nvram, settings, runner, clock, mcu, out};
-    nvram.values["wanConnectionMode"] = c.mode;
-    system_actions::netinit(b, c.signo);
-    std::fclose(out);
-    EXPECT_EQ(std::string(buf, len), "sign_no" + std::to_string(c.signo) + "\n");
-    std::free(buf);
-    EXPECT_EQ(runner.lines, c.commands);
-    EXPECT_EQ(clock.sleeps, c.sleeps);
-    EXPECT_EQ(nvram.values.count("CheckNetworkType"), c.signo == SIGUSR1 ? 1u : 0u);
-    if (c.tells_mcu) {
-      EXPECT_EQ(mcu.bytes.rfind(">SetGuiIP ", 0), 0u);
-      EXPECT_EQ(mcu.bytes.substr(mcu.bytes.size() - 2), "\r\n");
-    } else {
-      EXPECT_TRUE(mcu.bytes.empty());
+    testing_support::InterpreterHarness h;
+    h.nvram.values["wanConnectionMode"] = c.mode;
+    system_actions::netinit(h.ctx, c.signo);
+    EXPECT_EQ(h.take_output(), "sign_no" + std::to_string(c.signo) + "\n");
+    EXPECT_EQ(h.runner.lines, c.commands);
+    EXPECT_EQ(h.clock.sleeps, c.sleeps);
+    EXPECT_EQ(h.nvram.values.count("CheckNetworkType"), c.signo == SIGUSR1 ? 1u : 0u);
+    // A static unit tells the MCU its address.
+    EXPECT_EQ(h.mcu.bytes.rfind(">SetGuiIP ", 0) == 0, c.sleeps.size() == 2) << h.mcu.bytes;
+    if (!h.mcu.bytes.empty()) {
+      EXPECT_EQ(h.mcu.bytes.substr(h.mcu.bytes.size() - 2), "\r\n");
     }
   }
 }

@@ -76,6 +76,16 @@ TEST(Options, HttpListensOnLoopbackOnADevelopmentMachineAndEverywhereOnTheUnit) 
   }
 }
 
+TEST(Options, TurnsTheNewServicesOn) {
+  char* argv[] = {const_cast<char*>("pdud"), const_cast<char*>("--tcp-server"), const_cast<char*>("--websocket"),
+                  nullptr};
+  app::Options o;
+  int status = -1;
+  ASSERT_TRUE(app::parse_options(3, argv, o, &status));
+  EXPECT_TRUE(o.tcp_server);
+  EXPECT_TRUE(o.websocket);
+}
+
 TEST(Options, DefaultsAreTheUnitsBehaviour) {
   app::Options o;
   EXPECT_EQ(o.root, "/");

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/task_queue.h"
+#include "support/interpreter_harness.h"
 
 namespace {
 
@@ -18,47 +19,33 @@ Message text(const std::string& s) {
   return m;
 }
 
-struct Recorder {
-  std::mutex lock;
-  std::vector<std::string> seen;
-  std::function<void(char*)> fn() {
-    return [this](char* m) {
-      std::lock_guard<std::mutex> hold(lock);
-      seen.emplace_back(m);
-    };
-  }
-};
-
 class TaskQueue : public ::testing::Test {
  protected:
-  TaskQueue() : out_(std::tmpfile()) {}
-  ~TaskQueue() override { std::fclose(out_); }
-  std::string printed() {
-    std::fflush(out_);
-    std::rewind(out_);
-    std::string s;
-    for (int c; (c = std::fgetc(out_)) != EOF;) s += static_cast<char>(c);
-    return s;
+  std::function<void(char*)> record() {
+    return [this](char* m) { std::lock_guard<std::mutex> hold(lock); seen.emplace_back(m); };
   }
-  core::SharedState state;
-  Recorder rec;
-  std::FILE* out_;
+  std::string printed() { return h.take_output(); }
+  testing_support::InterpreterHarness h;
+  core::SharedState& state = h.state;
+  std::FILE* out_ = h.ctx.out;
+  std::mutex lock;
+  std::vector<std::string> seen;
 };
 
 TEST_F(TaskQueue, MessagesAreInterpretedInArrivalOrder) {
-  ThreadPool pool(state, rec.fn(), out_);
+  ThreadPool pool(state, record(), out_);
   ASSERT_TRUE(pool.start());
   for (int i = 0; i < 20; ++i) {
     Message m = text("m" + std::to_string(i));
     ASSERT_EQ(core::thread_pool_add_task(&pool, m), 1);
   }
   pool.drain();
-  ASSERT_EQ(rec.seen.size(), 20u);
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(rec.seen[i], "m" + std::to_string(i));
+  ASSERT_EQ(seen.size(), 20u);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(seen[i], "m" + std::to_string(i));
 }
 
 TEST_F(TaskQueue, TheMessageAfterAFullQueueDropsTheOldestHalf) {
-  ThreadPool pool(state, rec.fn(), out_);  // worker not started yet: the queue fills
+  ThreadPool pool(state, record(), out_);  // worker not started yet: the queue fills
   for (int i = 0; i < 500; ++i) {
     Message m = text("m" + std::to_string(i));
     ASSERT_EQ(pool.add(m), 1);
@@ -75,24 +62,24 @@ TEST_F(TaskQueue, TheMessageAfterAFullQueueDropsTheOldestHalf) {
 
   ASSERT_TRUE(pool.start());
   pool.drain();
-  ASSERT_EQ(rec.seen.size(), 251u);
-  EXPECT_EQ(rec.seen.front(), "m250");
-  EXPECT_EQ(rec.seen.back(), "m500");
+  ASSERT_EQ(seen.size(), 251u);
+  EXPECT_EQ(seen.front(), "m250");
+  EXPECT_EQ(seen.back(), "m500");
 }
 
 TEST_F(TaskQueue, TrimmingOneWaitingMessageDropsOne) {
-  ThreadPool pool(state, rec.fn(), out_, /*capacity=*/1);
+  ThreadPool pool(state, record(), out_, /*capacity=*/1);
   Message a = text("a"), b = text("b");
   ASSERT_EQ(pool.add(a), 1);
   ASSERT_EQ(pool.add(b), 1);
   EXPECT_NE(printed().find("开始移除 1 个任务（当前大小: 1）"), std::string::npos);
   ASSERT_TRUE(pool.start());
   pool.drain();
-  EXPECT_EQ(rec.seen, std::vector<std::string>{"b"});
+  EXPECT_EQ(seen, std::vector<std::string>{"b"});
 }
 
 TEST_F(TaskQueue, EmptyMessagesAreFreedUninterpretedAndNullIsRefused) {
-  ThreadPool pool(state, rec.fn(), out_);
+  ThreadPool pool(state, record(), out_);
   ASSERT_TRUE(pool.start());
   Message empty = core::new_message();
   EXPECT_EQ(pool.add(empty), 1);
@@ -102,7 +89,7 @@ TEST_F(TaskQueue, EmptyMessagesAreFreedUninterpretedAndNullIsRefused) {
   EXPECT_EQ(core::thread_pool_add_task(nullptr, m), 0);
   EXPECT_TRUE(m) << "a refused message stays with its owner";
   pool.drain();
-  EXPECT_TRUE(rec.seen.empty());
+  EXPECT_TRUE(seen.empty());
 }
 
 }  // namespace

@@ -69,13 +69,7 @@ std::vector<Case> parse(const std::string& path, Strict& strict) {
     }
     cur = Case{};
   };
-  for (std::string raw; std::getline(in, raw);) {
-    ++n;
-    if (raw.empty()) {
-      flush();
-      continue;
-    }
-    if (raw[0] == '#') continue;
+  auto add = [&](const std::string& raw) {
     auto [key, value] = split(raw, ": ");
     if (key == raw && raw.back() == ':') key = raw.substr(0, raw.size() - 1);  // "send:" with no value
     if (key == "strict") {
@@ -85,17 +79,36 @@ std::vector<Case> parse(const std::string& path, Strict& strict) {
         else if (w == "print") strict.print = true;
         else ADD_FAILURE() << path << ":" << n << ": unknown strict word '" << w << "'";
       }
-      continue;
+      return;
     }
     if (cur.line == 0) cur.line = n;
     if (key == "case")
       cur.name = value;
     else if (key == "every case")
       cur.every = true;
-    else if (key[0] == '=')
+    else if (key == "=both") {
+      cur.expect.emplace_back("=file", value);
+      cur.expect.emplace_back("=nvram", value);
+    } else if (key[0] == '=')
       cur.expect.emplace_back(key, value);
     else
       cur.given.emplace_back(key, value);
+  };
+  for (std::string raw; std::getline(in, raw);) {
+    ++n;
+    if (raw.empty()) {
+      flush();
+    } else if (raw[0] == '#') {
+      continue;
+    } else if (raw.find(" | ") == std::string::npos) {
+      add(raw);
+    } else {  // a whole case on one line
+      flush();
+      for (size_t at; (at = raw.find(" | ")) != std::string::npos; raw.erase(0, at + 3)) add(raw.substr(0, at));
+      add(raw);
+      if (cur.name.empty()) cur.name = cur.given.empty() ? "" : cur.given.back().second;
+      flush();
+    }
   }
   flush();
   return cases;
@@ -136,9 +149,6 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
       h.state._readGetCommand = command;
       h.state._readGetCommandFirstNumber = first_number;
       h.state._readGetCommandFirstOrSecond = first_or_second;
-    } else if (key == "capture") {
-      auto [status, output] = split(value, " ");
-      h.runner.captures.push_back(board::Capture{std::stoi(status), unescape(output)});
     } else if (key == "send") {
       messages.push_back(unescape(value));
     } else {
@@ -173,6 +183,11 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
       want_set_keys.push_back(k);
       auto it = before.find(k);
       if (!strict.sets || it == before.end() || it->second != unescape(v)) want_nvram[k] = unescape(v);
+    } else if (key == "=run" && raw == "<network restart>") {
+      want_run.insert(want_run.end(), {"killall -9 udhcpc 2>/dev/null", "killall -9 odhcp6c 2>/dev/null",
+                                       "killall -9 mDNSResponder 2>/dev/null", "/sbin/ifconfig br-lan1 down",
+                                       "/sbin/ifconfig br-lan2 down", "/sbin/ifconfig br-lan1 up",
+                                       "/sbin/ifconfig br-lan2 up", "/sbin/wan.sh &"});
     } else if (key == "=run") {
       want_run.push_back(value);
     } else if (key == "=mcu") {

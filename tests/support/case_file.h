@@ -10,11 +10,12 @@
 //   put: /user/intervalenergy: 1 0.5\n   a file under the root before
 //   mode: 4                        CheckStatusMode before
 //   query: 5 6 7                   _readGetCommand, ...FirstNumber, ...FirstOrSecond before
-//   capture: 0 ENC\n               a scripted reply of the runner's capture
 //   send: [SUCCESS]Set Device Name To Lab   a message (several: in order)
 //   =file: TitleLabel=Lab          the settings file after, whole, in order
 //   =nvram: TitleLabel=Lab         every nvram key that changed, with its value
+//   =both: TitleLabel=Lab          =file: and =nvram: of the same line
 //   =run: /sbin/wan.sh &           every command run, in order
+//   =run: <network restart>        the eight commands of the network restart
 //   =mcu: GUISTATUS\r\n            the bytes written to the MCU
 //   =sleep: 1000 2000              the sleeps requested, in order
 //   =print: text                   printed output contains text
@@ -24,8 +25,12 @@
 //   =query: 0 0 0                  the three query-state values after
 //   =commits: 1                    nvram commits
 //
+// A line holding " | " is a whole case by itself, its fields separated by
+// " | " ("send: [SUCCESS]Set Relay ON | =both: relaypower=1"); its name is the
+// last message unless a "case:" field gives one.
+//
 // A block that starts with the line "every case:" holds givens (model, nvram,
-// file, put, mode, capture, send) put before those of every later case of the
+// file, put, mode, send) put before those of every later case of the
 // file.
 //
 // What a case does not list must not happen: no settings-file change, no

@@ -1,0 +1,117 @@
+// The interpreter from the MCU message in to the stores, commands, MCU bytes
+// and sleeps out: the case files, and what they cannot say.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "interpreter/dispatcher.h"
+#include "interpreter/event_rules.h"
+#include "support/case_file.h"
+#include "support/interpreter_harness.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class CaseFile : public testing::TestWithParam<const char*> {};
+
+TEST_P(CaseFile, Holds) { testing_support::run_case_file(std::string("interpreter/") + GetParam() + ".cases"); }
+
+INSTANTIATE_TEST_SUITE_P(Interpreter, CaseFile,
+                         testing::Values("cases/dispatcher", "cases/system_identity", "cases/query_replies",
+                                         "cases/outlet_settings", "cases/outlet_state", "cases/event_rules",
+                                         "cases/sensor_network", "cases/notifications", "status/cases/status"),
+                         [](const auto& info) {
+                           std::string name = info.param;
+                           return name.substr(name.rfind('/') + 1);
+                         });
+
+TEST(Dispatcher, PrintsTheInputWithoutThePassthroughTag) {
+  testing_support::InterpreterHarness h;
+  h.feed("hello  telnet23 rest");
+  EXPECT_EQ(h.take_output(), "\n**RV470_InputData=hello\n");
+}
+
+TEST(Dispatcher, CopyStringTranslatesOnlyInModeOne) {
+  const struct { char src; int mode; char expected; } cases[] = {
+      {'N', 1, '0'}, {'Y', 1, '1'}, {'X', 1, 'X'}, {'Q', 1, '-'}, {'Q', 2, 'Q'}, {'7', 3, '7'}, {'Y', 4, '-'}};
+  for (const auto& c : cases) {
+    char dest[8] = "-------";
+    interp::CopyString(c.src, 256 + 3, dest, c.mode);
+    EXPECT_EQ(dest[3], c.expected) << c.src << " mode " << c.mode;
+  }
+}
+
+// An IPv6 value is cut to 127 characters (lower-cased) or kept whole (the old form).
+TEST(NetworkSettings, LongIpv6ValuesAreCutWhenLowerCased) {
+  testing_support::InterpreterHarness h;
+  h.feed("[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To " + std::string(200, 'A'));
+  h.feed("[SUCCESS]Set TCP/IPv61 IP Address To " + std::string(200, 'A'));
+  EXPECT_EQ(h.nv("Ipv6Gateadd1"), std::string(127, 'a'));
+  EXPECT_EQ(h.nv("Ipv6Address1"), std::string(200, 'A'));
+}
+
+TEST(EventRules, ConvertersPutTheFirstContainedWordsCode) {
+  // word, response code, trigger code ('-': unchanged)
+  const struct { const char* word; char response, trigger; } cases[] = {
+      {"NoAction", '1', '-'}, {"PowerOn", '2', '-'},  {"PowerON", '2', '2'}, {"PowerOFF", '3', '3'},
+      {"Restart", '4', '-'},  {"N/A", '1', '1'},      {"Min-Max", '-', '4'}, {"Max", '-', '2'},
+      {"Min", '-', '3'},      {"Explode", '-', '-'},  {"NoTriggerON", '-', '1'}, {"RestartNoAction", '1', '-'}};
+  for (const auto& c : cases) {
+    std::string response = "---", trigger = "---";
+    interp::process_response(c.word, response, 1);
+    interp::process_trigger(c.word, trigger, 1);
+    EXPECT_EQ(response, std::string("-") + c.response + "-") << c.word;
+    EXPECT_EQ(trigger, std::string("-") + c.trigger + "-") << c.word;
+  }
+  std::string codes = "111";
+  for (int index : {-1, 3, 1000}) interp::process_response("Restart", codes, index);
+  interp::process_trigger(nullptr, codes, 0);
+  EXPECT_EQ(codes, "111");
+}
+
+// The cipher runs with the password as its own argument, never through a shell.
+TEST(Password, OnlyTheEncryptedFormIsStored) {
+  testing_support::InterpreterHarness h;
+  h.runner.captures.push_back({0, "ENC\n"});
+  h.feed("[SUCCESS]Set Newpassword To s3cret");
+  EXPECT_EQ(h.runner.argvs, (std::vector<Lines>{{h.scratch.path("/bin/aes.sh"), "-e", "s3cret"}}));
+  EXPECT_EQ(h.settings_lines(), (Lines{"NEWloginpassword=ENC", "Passwordad=ENC"}));
+  EXPECT_EQ(h.scratch.read("/user/newpassword.text"), "ENC\n");
+  EXPECT_EQ(h.nvram.set_order, (Lines{"NEWloginpassword", "Password"}));
+  EXPECT_EQ(h.nvram.values.size(), 2u);
+  EXPECT_EQ(h.nv("Password"), "ENC");
+  EXPECT_EQ(h.take_output(), "\n**RV470_InputData=[SUCCESS]Set Newpassword To s3cret\n");
+}
+
+TEST(Password, FailedCipherStoresNothing) {
+  for (const board::Capture& failure : {board::Capture{1, "ENC\n"}, {0, ""}, {-1, ""}}) {
+    SCOPED_TRACE(failure.status);
+    testing_support::InterpreterHarness h;
+    h.scratch.write("/user/newpassword.text", "OLD\n");
+    h.runner.captures.push_back(failure);
+    h.feed("[SUCCESS]Set Newpassword To s3cret");
+    EXPECT_TRUE(h.settings_lines().empty());
+    EXPECT_EQ(h.scratch.read("/user/newpassword.text"), "OLD\n");
+    EXPECT_TRUE(h.nvram.values.empty());
+  }
+}
+
+// A tip traps when the system log would call it critical; sensor warnings never trap.
+TEST(Notifications, OnlyCriticalTipsTrap) {
+  const struct { const char* message; size_t traps; } cases[] = {
+      {"Tip:2024-05-06 07:08:09 Outlet 3 Critical overload", 1},
+      {"Tip:2024-05-06 07:08:09 Sensor1 Critical high", 0},
+      {"Tip:2024-05-06 07:08:09 Outlet 3 On", 0},
+      {"Sensor1Warning:2024-05-06 07:08:09 Critical high", 0}};
+  for (const auto& c : cases) {
+    testing_support::InterpreterHarness h;
+    h.nvram.values["SnmpTrapreceiver1"] = "198.51.100.1";
+    h.feed(c.message);
+    EXPECT_EQ(h.runner.argvs.size(), c.traps) << c.message;
+    EXPECT_EQ(h.runner.lines.size(), c.traps) << c.message;
+  }
+}
+
+}  // namespace
