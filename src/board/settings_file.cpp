@@ -1,5 +1,7 @@
 #include "board/settings_file.h"
 
+#include <cstring>
+
 namespace board {
 
 namespace {
@@ -15,6 +17,70 @@ size_t echo_length(std::string_view key, std::string_view value) {
   return std::string_view("echo '=' >> /user/argument.text").size() + key.size() + value.size();
 }
 
+// Drops from text (whole lines, each ended by '\n') every line that contains
+// needle, or that begins with it when anchored.
+void drop_lines(std::string& text, std::string_view needle, bool anchored) {
+  size_t from = 0;
+  while (from < text.size()) {
+    const void* hit = ::memmem(text.data() + from, text.size() - from, needle.data(), needle.size());
+    if (!hit) return;
+    size_t at = static_cast<const char*>(hit) - text.data();
+    size_t start = text.rfind('\n', at == 0 ? 0 : at - 1);
+    start = (start == std::string::npos || at == 0) ? 0 : start + 1;
+    if (anchored && start != at) {
+      from = at + 1;
+      continue;
+    }
+    size_t end = text.find('\n', at);
+    end = end == std::string::npos ? text.size() : end + 1;
+    text.erase(start, end - start);
+    from = start;
+  }
+}
+
+// The line of text starting at pos, with its '\n'.
+std::string_view line_at(std::string_view text, size_t pos) {
+  size_t end = text.find('\n', pos);
+  return text.substr(pos, end == std::string_view::npos ? std::string_view::npos : end + 1 - pos);
+}
+
+// Removes the first whole line equal to line (with its '\n') from text; false when none.
+bool take_line(std::string& text, std::string_view line) {
+  for (size_t pos = 0; pos < text.size();) {
+    std::string_view l = line_at(text, pos);
+    if (l == line) {
+      text.erase(pos, l.size());
+      return true;
+    }
+    pos += l.size();
+  }
+  return false;
+}
+
+// What the file holds after the open changes. The unit's result is kept, then
+// the appended lines: a line deleted and appended again unchanged keeps its
+// old place instead.
+std::string merge(std::string_view before, const std::string& kept, std::string added) {
+  if (added.empty()) return kept;
+  std::string out;
+  out.reserve(before.size() + added.size());
+  size_t k = 0;
+  for (size_t pos = 0; pos < before.size();) {
+    std::string_view l = line_at(before, pos);
+    pos += l.size();
+    // Lines are dropped by their text, so equal lines share their fate and the
+    // kept lines are matched in order.
+    if (k < kept.size() && line_at(kept, k) == l) {
+      out.append(l);
+      k += l.size();
+    } else if (take_line(added, l)) {
+      out.append(l);
+    }
+  }
+  out.append(added);
+  return out;
+}
+
 }  // namespace
 
 std::string_view first_line(std::string_view value) {
@@ -22,32 +88,108 @@ std::string_view first_line(std::string_view value) {
   return cut == std::string_view::npos ? value : value.substr(0, cut);
 }
 
+void SettingsFile::load_locked() {
+  // With changes waiting for a successful write the memory copy stands;
+  // otherwise the file is what other programs may have changed meanwhile.
+  if (loaded_ && failing_) return;
+  std::optional<std::string> text = files_.read(unit_path_);
+  present_ = text.has_value();
+  if (loaded_ && text && *text == disk_) return;
+  disk_ = text.value_or("");
+  lines_ = disk_;
+  if (!lines_.empty() && lines_.back() != '\n') lines_ += '\n';
+  loaded_ = true;
+}
+
 bool SettingsFile::change(std::string_view pattern, bool anchored, bool do_delete,
                           std::string_view key, std::string_view value, bool do_append) {
-  std::string old = files_.read(unit_path_).value_or("");
-  std::string out;
-  out.reserve(old.size() + key.size() + value.size() + 2);
-  std::string needle = std::string(pattern) + "=";
-  size_t pos = 0;
-  while (pos < old.size()) {
-    size_t end = old.find('\n', pos);
-    size_t next = end == std::string::npos ? old.size() : end + 1;
-    std::string_view line(old.data() + pos, (end == std::string::npos ? old.size() : end) - pos);
-    bool drop = do_delete && (anchored ? line.substr(0, needle.size()) == needle
-                                       : line.find(needle) != std::string_view::npos);
-    if (!drop) {
-      out.append(line);
-      out += '\n';
-    }
-    pos = next;
+  std::lock_guard<std::mutex> hold(lock_);
+  if (!open_) {
+    load_locked();
+    kept_ = lines_;
+    added_.clear();
+    open_ = true;
+  }
+  if (observer_)
+    observer_(SettingsChange{do_delete ? std::string(pattern) : std::string(), anchored,
+                             do_append ? std::string(key) : std::string(),
+                             std::string(first_line(value))});
+  if (first_key_.empty()) first_key_ = do_append ? key : pattern;
+  if (do_delete) {
+    std::string needle(pattern);
+    needle += '=';
+    drop_lines(kept_, needle, anchored);
+    drop_lines(added_, needle, anchored);
   }
   if (do_append) {
-    out.append(key);
-    out += '=';
-    out.append(first_line(value));
-    out += '\n';
+    added_.append(key);
+    added_ += '=';
+    added_.append(first_line(value));
+    added_ += '\n';
   }
-  return files_.replace(unit_path_, out);
+  if (depth_ > 0 && owner_ == std::this_thread::get_id()) return true;
+  return write_locked();
+}
+
+bool SettingsFile::write_locked() {
+  if (open_) {
+    lines_ = merge(lines_, kept_, std::move(added_));
+    kept_.clear();
+    added_.clear();
+    open_ = false;
+  }
+  if (!loaded_ || (lines_ == disk_ && (present_ || lines_.empty()))) {
+    first_key_.clear();
+    return true;
+  }
+  int error = 0;
+  if (!files_.replace(unit_path_, lines_, &error)) {
+    failed_commits_.fetch_add(1);
+    if (!failing_) {
+      std::fprintf(out_, "pdud: %s not written: %s (first key %s); the changes are kept for the next write\n",
+                   unit_path_.c_str(), std::strerror(error), first_key_.c_str());
+      std::fflush(out_);
+    }
+    failing_ = true;
+    return false;
+  }
+  commits_.fetch_add(1);
+  disk_ = lines_;
+  present_ = true;
+  failing_ = false;
+  first_key_.clear();
+  return true;
+}
+
+void SettingsFile::begin() {
+  std::lock_guard<std::mutex> hold(lock_);
+  if (depth_ > 0 && owner_ != std::this_thread::get_id()) return;  // one transaction at a time
+  owner_ = std::this_thread::get_id();
+  ++depth_;
+}
+
+bool SettingsFile::commit() {
+  std::lock_guard<std::mutex> hold(lock_);
+  if (depth_ == 0 || owner_ != std::this_thread::get_id()) return write_locked();
+  if (--depth_ > 0) return true;
+  owner_ = std::thread::id();
+  return write_locked();
+}
+
+bool SettingsFile::flush() {
+  std::lock_guard<std::mutex> hold(lock_);
+  return write_locked();
+}
+
+void SettingsFile::replace_by(const std::function<void()>& replace) {
+  std::lock_guard<std::mutex> hold(lock_);
+  replace();
+  loaded_ = false;
+  open_ = false;
+  kept_.clear();
+  added_.clear();
+  first_key_.clear();
+  failing_ = false;
 }
 
 bool SettingsFile::set(std::string_view key, std::string_view value) {

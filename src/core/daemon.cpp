@@ -135,9 +135,13 @@ int run_daemon(const Options& o) {
     runner = std::make_unique<board::JournalRunner>(root);
   else
     runner = std::make_unique<board::SystemRunner>();
+  // A board program sees every settings change made before it.
+  board::SettingsFlushingRunner flushing(*runner, settings);
   board::SystemClock clock;
   board::SerialMcuLine mcu;
-  board::Board board{files, *nvram, settings, *runner, clock, mcu, stdout};
+  board::Board board{files, *nvram, settings, flushing, clock, mcu, stdout};
+  // What replacements interrupted by a crash left behind.
+  for (const char* dir : {"/user", "/var/run"}) files.remove_temporaries(dir);
 
   SharedState state;
   interp::Context ctx(board, state);
@@ -153,7 +157,11 @@ int run_daemon(const Options& o) {
   nvram->set("SystemWaiting", "0");
 
   // The task queue and its worker.
-  ThreadPool pool(state, [&ctx](char* message) { interp::MachineCommunication_RV470(ctx, message); });
+  // One settings transaction per message: the file is written once, at its end.
+  ThreadPool pool(state, [&ctx, &settings](char* message) {
+    board::SettingsFile::Transaction transaction(settings);
+    interp::MachineCommunication_RV470(ctx, message);
+  });
   if (!pool.start()) return 1;
 
   // The command ports; the telnet port falls back to the command port's default.

@@ -21,8 +21,9 @@ TEST(FamiliesEndToEnd, SettingsCommandsAndMcuRepliesFromRealMcuLines) {
 
   // Device name, with the passthrough's tag echoed back by the MCU.
   d.mcu_send("[SUCCESS]Set Device Name To Lab  telnet23\r\n");
-  EXPECT_TRUE(wait_until([&] { return d.nvram("TitleLabel") == "Lab"; }));
-  EXPECT_TRUE(has(d.settings_lines(), "TitleLabel=Lab"));
+  // The file is written when the message ends: wait for it.
+  EXPECT_TRUE(wait_until([&] { return has(d.settings_lines(), "TitleLabel=Lab"); }));
+  EXPECT_EQ(d.nvram("TitleLabel"), "Lab");
   EXPECT_FALSE(has(d.settings_lines(), "TitleLabel=Old"));
 
   // System power on: a status request to the MCU and the board's OTA script.

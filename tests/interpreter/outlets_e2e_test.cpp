@@ -22,7 +22,9 @@ TEST(OutletsEndToEnd, OutletSettingsAndSwitchingFromRealMcuLines) {
 
   // A per-outlet delay, not a switch of outlet 3.
   d.mcu_send("[SUCCESS]Set Outlet 3 Power_ON Delay 5s\r\n");
-  EXPECT_TRUE(wait_until([&] { return d.nvram("Powerdelay3") == "5s"; })) << d.output();
+  // The file is written when the message ends: wait for it.
+  EXPECT_TRUE(wait_until([&] { return has(d.settings_lines(), "Powerdelay3=5s"); })) << d.output();
+  EXPECT_EQ(d.nvram("Powerdelay3"), "5s");
   EXPECT_EQ(d.settings_lines(), (std::vector<std::string>{"Outlet3=1", "Powerdelay3=5s"}));
   EXPECT_EQ(d.nvram("Outlet3"), "1");
 
