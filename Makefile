@@ -1,5 +1,5 @@
 # Wraps the CMake presets. `make test` is the everyday command; `make ci` is what CI runs.
-.PHONY: test ci asan tsan mipsel clean
+.PHONY: test ci asan tsan mipsel bench clean
 
 define preset
 	cmake --preset $(1)
@@ -15,6 +15,11 @@ asan:
 
 tsan:
 	$(call preset,tsan)
+
+# Speed figures (BENCHMARKS.md); not part of `make test` or `make ci`.
+bench:
+	cmake --preset default
+	cmake --build --preset default --target bench
 
 mipsel:
 	bash cmake/mipsel-sysroot.sh

@@ -17,24 +17,36 @@ size_t echo_length(std::string_view key, std::string_view value) {
   return std::string_view("echo '=' >> /user/argument.text").size() + key.size() + value.size();
 }
 
-// Drops from text (whole lines, each ended by '\n') every line that contains
-// needle, or that begins with it when anchored.
-void drop_lines(std::string& text, std::string_view needle, bool anchored) {
-  size_t from = 0;
+// The start and end (after its '\n') of the first line of text at or after
+// from that contains needle, or begins with it when anchored; npos when none.
+std::pair<size_t, size_t> find_line(std::string_view text, std::string_view needle, bool anchored,
+                                    size_t from) {
   while (from < text.size()) {
     const void* hit = ::memmem(text.data() + from, text.size() - from, needle.data(), needle.size());
-    if (!hit) return;
+    if (!hit) break;
     size_t at = static_cast<const char*>(hit) - text.data();
-    size_t start = text.rfind('\n', at == 0 ? 0 : at - 1);
-    start = (start == std::string::npos || at == 0) ? 0 : start + 1;
+    size_t start = at == 0 ? std::string_view::npos : text.rfind('\n', at - 1);
+    start = start == std::string_view::npos ? 0 : start + 1;
     if (anchored && start != at) {
       from = at + 1;
       continue;
     }
     size_t end = text.find('\n', at);
-    end = end == std::string::npos ? text.size() : end + 1;
+    return {start, end == std::string_view::npos ? text.size() : end + 1};
+  }
+  return {std::string_view::npos, std::string_view::npos};
+}
+
+// Drops from text (whole lines, each ended by '\n') every line that contains
+// needle, or that begins with it when anchored. True when one was dropped.
+bool drop_lines(std::string& text, std::string_view needle, bool anchored) {
+  bool dropped = false;
+  for (size_t from = 0;;) {
+    auto [start, end] = find_line(text, needle, anchored, from);
+    if (start == std::string_view::npos) return dropped;
     text.erase(start, end - start);
     from = start;
+    dropped = true;
   }
 }
 
@@ -98,6 +110,7 @@ void SettingsFile::load_locked() {
   disk_ = text.value_or("");
   lines_ = disk_;
   if (!lines_.empty() && lines_.back() != '\n') lines_ += '\n';
+  pending_ = lines_ != disk_;
   loaded_ = true;
 }
 
@@ -115,30 +128,49 @@ bool SettingsFile::change(std::string_view pattern, bool anchored, bool do_delet
                              do_append ? std::string(key) : std::string(),
                              std::string(first_line(value))});
   if (first_key_.empty()) first_key_ = do_append ? key : pattern;
-  if (do_delete) {
-    std::string needle(pattern);
-    needle += '=';
+  std::string needle(pattern);
+  needle += '=';
+  std::string line(key);
+  line += '=';
+  line.append(first_line(value));
+  line += '\n';
+  if (do_delete && do_append && !unchanged(needle, anchored, line)) {
     drop_lines(kept_, needle, anchored);
     drop_lines(added_, needle, anchored);
-  }
-  if (do_append) {
-    added_.append(key);
-    added_ += '=';
-    added_.append(first_line(value));
-    added_ += '\n';
+    added_ += line;
+    modified_ = true;
+  } else if (do_delete && !do_append) {
+    modified_ |= drop_lines(kept_, needle, anchored);
+    modified_ |= drop_lines(added_, needle, anchored);
+  } else if (do_append && !do_delete) {
+    added_ += line;
+    modified_ = true;
   }
   if (depth_ > 0 && owner_ == std::this_thread::get_id()) return true;
   return write_locked();
 }
 
+// A delete and append that would put back the one line it deletes, unchanged.
+bool SettingsFile::unchanged(std::string_view needle, bool anchored, std::string_view line) const {
+  auto [start, end] = find_line(kept_, needle, anchored, 0);
+  return start != std::string_view::npos && std::string_view(kept_).substr(start, end - start) == line &&
+         find_line(kept_, needle, anchored, end).first == std::string_view::npos &&
+         find_line(added_, needle, anchored, 0).first == std::string_view::npos;
+}
+
 bool SettingsFile::write_locked() {
   if (open_) {
-    lines_ = merge(lines_, kept_, std::move(added_));
+    if (modified_) {
+      lines_ = merge(lines_, kept_, std::move(added_));
+      pending_ = true;
+    }
     kept_.clear();
     added_.clear();
     open_ = false;
+    modified_ = false;
   }
-  if (!loaded_ || (lines_ == disk_ && (present_ || lines_.empty()))) {
+  if (!loaded_ || !pending_ || (lines_ == disk_ && (present_ || lines_.empty()))) {
+    pending_ = false;
     first_key_.clear();
     return true;
   }
@@ -154,6 +186,7 @@ bool SettingsFile::write_locked() {
     return false;
   }
   commits_.fetch_add(1);
+  pending_ = false;
   disk_ = lines_;
   present_ = true;
   failing_ = false;
@@ -186,6 +219,8 @@ void SettingsFile::replace_by(const std::function<void()>& replace) {
   replace();
   loaded_ = false;
   open_ = false;
+  modified_ = false;
+  pending_ = false;
   kept_.clear();
   added_.clear();
   first_key_.clear();

@@ -111,6 +111,7 @@ class SettingsFile {
               std::string_view key, std::string_view value, bool do_append);
   void load_locked();
   bool write_locked();
+  bool unchanged(std::string_view needle, bool anchored, std::string_view line) const;
 
   const Files& files_;
   std::string unit_path_;
@@ -126,6 +127,8 @@ class SettingsFile {
   std::string lines_;       // what the file should hold before the open changes
   // The open changes: the lines of lines_ still there, and the lines appended.
   bool open_ = false;
+  bool modified_ = false;   // the open changes changed a line
+  bool pending_ = false;    // lines_ may differ from the file
   std::string kept_;
   std::string added_;
   std::string first_key_;   // the first key whose change is not yet written
