@@ -5,7 +5,9 @@
 // over the dump switches the outlets, so rows change values) and one
 // confirmation.
 //
-//   pdud_pty_bench PDUD_BINARY DUMP_FILE
+//   pdud_pty_bench PDUD_BINARY DUMP_FILE [BATCHES [steady]]
+// (10 000 batches of 10 messages; "steady": the dump rows never change values,
+// so only the confirmations write the file)
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -82,15 +84,18 @@ std::vector<std::string> dump(const std::string& path, bool swapped) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: pdud_pty_bench PDUD_BINARY DUMP_FILE\n");
+  if (argc < 3 || argc > 5) {
+    std::fprintf(stderr, "usage: pdud_pty_bench PDUD_BINARY DUMP_FILE [BATCHES [steady]]\n");
     return 2;
   }
-  const std::vector<std::string> dumps[2] = {dump(argv[2], false), dump(argv[2], true)};
+  const bool steady = argc > 4 && std::strcmp(argv[4], "steady") == 0;
+  const std::vector<std::string> dumps[2] = {dump(argv[2], false), dump(argv[2], !steady)};
   if (dumps[0].empty()) die("no dump in " + std::string(argv[2]));
 
-  char tmpl[] = "/tmp/pdud-pty-bench-XXXXXX";
-  if (!::mkdtemp(tmpl)) die("mkdtemp");
+  // The scratch root's file system decides what an fsync costs: TMPDIR picks it.
+  const char* parent = std::getenv("TMPDIR");
+  std::string tmpl = std::string(parent && *parent ? parent : "/tmp") + "/pdud-pty-bench-XXXXXX";
+  if (!::mkdtemp(tmpl.data())) die("mkdtemp");
   const std::string root = tmpl;
   fs::create_directories(root + "/user");
   fs::create_directories(root + "/dev");
@@ -140,7 +145,7 @@ int main(int argc, char** argv) {
   std::vector<double> latency_ms;
   long rss_10k = -1;
   size_t row = 0;
-  const int kBatches = 10000;
+  const int kBatches = argc > 3 ? std::atoi(argv[3]) : 10000;
   for (int b = 1; b <= kBatches; ++b) {
     std::string batch;
     for (int k = 0; k < 9; ++k, ++row) {

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 
@@ -193,13 +194,16 @@ bool Files::append(std::string_view unit_path, std::string_view text, int* error
   return append_file(path(unit_path), text, &io_, error);
 }
 
-int Files::remove_temporaries(std::string_view unit_dir) const {
+int Files::remove_temporaries(std::string_view unit_dir, long min_age_s) const {
   std::error_code ec;
   int removed = 0;
+  const time_t now = ::time(nullptr);
   for (const auto& e : fs::directory_iterator(path(unit_dir), ec)) {
-    if (is_temporary_name(e.path().filename().string()) && e.is_regular_file(ec) &&
-        fs::remove(e.path(), ec))
-      ++removed;
+    struct stat st;
+    if (!is_temporary_name(e.path().filename().string()) || ::lstat(e.path().c_str(), &st) != 0 ||
+        !S_ISREG(st.st_mode) || now - st.st_mtime < min_age_s)
+      continue;
+    if (::unlink(e.path().c_str()) == 0) ++removed;
   }
   return removed;
 }

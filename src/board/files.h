@@ -53,8 +53,9 @@ class Files {
   bool exists(std::string_view unit_path) const;
   bool make_dirs(std::string_view unit_path) const;   // mkdir -p
   // Removes the temporary files that interrupted replacements left in the
-  // directory; the number removed.
-  int remove_temporaries(std::string_view unit_dir) const;
+  // directory, those older than min_age_s only (another process may be
+  // replacing a file there now); the number removed.
+  int remove_temporaries(std::string_view unit_dir, long min_age_s = 0) const;
 
   // Fault injection for tests: the nth write step from now fails with error;
   // persistent: every later step too, until clear_fault().

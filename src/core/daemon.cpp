@@ -142,6 +142,8 @@ int run_daemon(const Options& o) {
   board::Board board{files, *nvram, settings, flushing, clock, mcu, stdout};
   // What replacements interrupted by a crash left behind.
   for (const char* dir : {"/user", "/var/run"}) files.remove_temporaries(dir);
+  // The host nvram is shared with pdu-nvram processes that may be writing now.
+  if (o.host) files.remove_temporaries("/var/lib/nvram/buffer", 60);
 
   SharedState state;
   interp::Context ctx(board, state);
