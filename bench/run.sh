@@ -34,9 +34,9 @@ if [ -d /dev/shm ]; then
 fi
 
 echo "== stripped mipsel pdud"
-mips=build/mipsel/pdud
+mips=$(dirname "$0")/../build/mipsel/pdud
 if [ -f "$mips" ] && command -v mipsel-linux-gnu-strip >/dev/null; then
   tmp=$(mktemp); mipsel-linux-gnu-strip -o "$tmp" "$mips"; echo "$(stat -c %s "$tmp") bytes"; rm -f "$tmp"
 else
-  echo "no mipsel build (make mipsel first)"
+  echo "no mipsel build (cmake --preset mipsel && cmake --build --preset mipsel --target pdud first)"
 fi

@@ -19,14 +19,19 @@ size_t echo_length(std::string_view key, std::string_view value) {
 
 // The start and end (after its '\n') of the first line of text at or after
 // from that contains needle, or begins with it when anchored; npos when none.
-std::pair<size_t, size_t> find_line(std::string_view text, std::string_view needle, bool anchored,
-                                    size_t from) {
+// text is a whole std::string (so ended by a NUL); nul_free: it holds no other NUL,
+// and the vectorised strstr can search it.
+std::pair<size_t, size_t> find_line(const std::string& text, const std::string& needle, bool anchored,
+                                    size_t from, bool nul_free) {
   while (from < text.size()) {
-    const void* hit = ::memmem(text.data() + from, text.size() - from, needle.data(), needle.size());
+    const char* hit =
+        nul_free && needle.find('\0') == std::string::npos
+            ? std::strstr(text.c_str() + from, needle.c_str())
+            : static_cast<const char*>(::memmem(text.data() + from, text.size() - from, needle.data(), needle.size()));
     if (!hit) break;
-    size_t at = static_cast<const char*>(hit) - text.data();
-    size_t start = at == 0 ? std::string_view::npos : text.rfind('\n', at - 1);
-    start = start == std::string_view::npos ? 0 : start + 1;
+    size_t at = hit - text.data();
+    size_t start = at == 0 ? std::string::npos : text.rfind('\n', at - 1);
+    start = start == std::string::npos ? 0 : start + 1;
     if (anchored && start != at) {
       from = at + 1;
       continue;
@@ -39,10 +44,10 @@ std::pair<size_t, size_t> find_line(std::string_view text, std::string_view need
 
 // Drops from text (whole lines, each ended by '\n') every line that contains
 // needle, or that begins with it when anchored. True when one was dropped.
-bool drop_lines(std::string& text, std::string_view needle, bool anchored) {
+bool drop_lines(std::string& text, const std::string& needle, bool anchored, bool nul_free) {
   bool dropped = false;
   for (size_t from = 0;;) {
-    auto [start, end] = find_line(text, needle, anchored, from);
+    auto [start, end] = find_line(text, needle, anchored, from, nul_free);
     if (start == std::string_view::npos) return dropped;
     text.erase(start, end - start);
     from = start;
@@ -96,7 +101,8 @@ std::string merge(std::string_view before, const std::string& kept, std::string 
 }  // namespace
 
 std::string_view first_line(std::string_view value) {
-  size_t cut = value.find_first_of("\r\n");
+  // A NUL ends the text as it ended the unit's command line.
+  size_t cut = value.find_first_of(std::string_view("\r\n\0", 3));
   return cut == std::string_view::npos ? value : value.substr(0, cut);
 }
 
@@ -111,6 +117,7 @@ void SettingsFile::load_locked() {
   lines_ = disk_;
   if (!lines_.empty() && lines_.back() != '\n') lines_ += '\n';
   pending_ = lines_ != disk_;
+  nul_free_ = lines_.find('\0') == std::string::npos;
   loaded_ = true;
 }
 
@@ -130,18 +137,19 @@ bool SettingsFile::change(std::string_view pattern, bool anchored, bool do_delet
   if (first_key_.empty()) first_key_ = do_append ? key : pattern;
   std::string needle(pattern);
   needle += '=';
+  if (key.find('\0') != std::string_view::npos) nul_free_ = false;
   std::string line(key);
   line += '=';
   line.append(first_line(value));
   line += '\n';
   if (do_delete && do_append && !unchanged(needle, anchored, line)) {
-    drop_lines(kept_, needle, anchored);
-    drop_lines(added_, needle, anchored);
+    drop_lines(kept_, needle, anchored, nul_free_);
+    drop_lines(added_, needle, anchored, true);
     added_ += line;
     modified_ = true;
   } else if (do_delete && !do_append) {
-    modified_ |= drop_lines(kept_, needle, anchored);
-    modified_ |= drop_lines(added_, needle, anchored);
+    modified_ |= drop_lines(kept_, needle, anchored, nul_free_);
+    modified_ |= drop_lines(added_, needle, anchored, true);
   } else if (do_append && !do_delete) {
     added_ += line;
     modified_ = true;
@@ -151,11 +159,11 @@ bool SettingsFile::change(std::string_view pattern, bool anchored, bool do_delet
 }
 
 // A delete and append that would put back the one line it deletes, unchanged.
-bool SettingsFile::unchanged(std::string_view needle, bool anchored, std::string_view line) const {
-  auto [start, end] = find_line(kept_, needle, anchored, 0);
-  return start != std::string_view::npos && std::string_view(kept_).substr(start, end - start) == line &&
-         find_line(kept_, needle, anchored, end).first == std::string_view::npos &&
-         find_line(added_, needle, anchored, 0).first == std::string_view::npos;
+bool SettingsFile::unchanged(const std::string& needle, bool anchored, std::string_view line) const {
+  auto [start, end] = find_line(kept_, needle, anchored, 0, nul_free_);
+  return start != std::string::npos && std::string_view(kept_).substr(start, end - start) == line &&
+         find_line(kept_, needle, anchored, end, nul_free_).first == std::string::npos &&
+         find_line(added_, needle, anchored, 0, true).first == std::string::npos;
 }
 
 bool SettingsFile::write_locked() {

@@ -111,7 +111,7 @@ class SettingsFile {
               std::string_view key, std::string_view value, bool do_append);
   void load_locked();
   bool write_locked();
-  bool unchanged(std::string_view needle, bool anchored, std::string_view line) const;
+  bool unchanged(const std::string& needle, bool anchored, std::string_view line) const;
 
   const Files& files_;
   std::string unit_path_;
@@ -129,6 +129,7 @@ class SettingsFile {
   bool open_ = false;
   bool modified_ = false;   // the open changes changed a line
   bool pending_ = false;    // lines_ may differ from the file
+  bool nul_free_ = true;    // lines_ holds no NUL byte (it may when read from a damaged file)
   std::string kept_;
   std::string added_;
   std::string first_key_;   // the first key whose change is not yet written
@@ -161,7 +162,7 @@ class SettingsFlushingRunner : public CommandRunner {
   SettingsFile& settings_;
 };
 
-// "value" up to its first CR or LF.
+// "value" up to its first CR, LF or NUL.
 std::string_view first_line(std::string_view value);
 
 }  // namespace board
