@@ -114,6 +114,7 @@ void SettingsFile::load_locked() {
   present_ = text.has_value();
   if (loaded_ && text && *text == disk_) return;
   disk_ = text.value_or("");
+  unchanged_memo_.clear();
   lines_ = disk_;
   if (!lines_.empty() && lines_.back() != '\n') lines_ += '\n';
   pending_ = lines_ != disk_;
@@ -159,17 +160,31 @@ bool SettingsFile::change(std::string_view pattern, bool anchored, bool do_delet
 }
 
 // A delete and append that would put back the one line it deletes, unchanged.
-bool SettingsFile::unchanged(const std::string& needle, bool anchored, std::string_view line) const {
+bool SettingsFile::unchanged(const std::string& needle, bool anchored, std::string_view line) {
+  // Before the first change of a transaction the answer depends on lines_
+  // alone: the same change again (a status dump polled by the GUI) is
+  // answered from memory instead of a scan of the file.
+  std::string memo;
+  if (!modified_) {
+    memo.reserve(needle.size() + line.size() + 1);
+    memo += anchored ? '^' : '*';
+    memo += needle;
+    memo += line;
+    if (unchanged_memo_.count(memo)) return true;
+  }
   auto [start, end] = find_line(kept_, needle, anchored, 0, nul_free_);
-  return start != std::string::npos && std::string_view(kept_).substr(start, end - start) == line &&
-         find_line(kept_, needle, anchored, end, nul_free_).first == std::string::npos &&
-         find_line(added_, needle, anchored, 0, true).first == std::string::npos;
+  bool same = start != std::string::npos && std::string_view(kept_).substr(start, end - start) == line &&
+              find_line(kept_, needle, anchored, end, nul_free_).first == std::string::npos &&
+              find_line(added_, needle, anchored, 0, true).first == std::string::npos;
+  if (same && !modified_) unchanged_memo_.insert(std::move(memo));
+  return same;
 }
 
 bool SettingsFile::write_locked() {
   if (open_) {
     if (modified_) {
       lines_ = merge(lines_, kept_, std::move(added_));
+      unchanged_memo_.clear();
       pending_ = true;
     }
     kept_.clear();
@@ -226,6 +241,7 @@ void SettingsFile::replace_by(const std::function<void()>& replace) {
   std::lock_guard<std::mutex> hold(lock_);
   replace();
   loaded_ = false;
+  unchanged_memo_.clear();
   open_ = false;
   modified_ = false;
   pending_ = false;

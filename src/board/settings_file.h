@@ -29,6 +29,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 #include "board/command_runner.h"
@@ -111,7 +112,7 @@ class SettingsFile {
               std::string_view key, std::string_view value, bool do_append);
   void load_locked();
   bool write_locked();
-  bool unchanged(const std::string& needle, bool anchored, std::string_view line) const;
+  bool unchanged(const std::string& needle, bool anchored, std::string_view line);
 
   const Files& files_;
   std::string unit_path_;
@@ -132,6 +133,8 @@ class SettingsFile {
   bool nul_free_ = true;    // lines_ holds no NUL byte (it may when read from a damaged file)
   std::string kept_;
   std::string added_;
+  // Changes known to put back their one line unchanged in lines_ as it is.
+  std::unordered_set<std::string> unchanged_memo_;
   std::string first_key_;   // the first key whose change is not yet written
   bool failing_ = false;    // a write failed and none has succeeded since
   std::atomic<uint64_t> commits_{0};
