@@ -1,5 +1,5 @@
 # Wraps the CMake presets. `make test` is the everyday command; `make ci` is what CI runs.
-.PHONY: test ci asan tsan mipsel clean deps demo
+.PHONY: test ci asan tsan mipsel bench clean deps demo
 
 define preset
 	cmake --preset $(1)
@@ -25,6 +25,11 @@ asan:
 
 tsan:
 	$(call preset,tsan)
+
+# Speed figures (BENCHMARKS.md); not part of `make test` or `make ci`.
+bench:
+	cmake --preset default
+	cmake --build --preset default --target bench
 
 mipsel:
 	bash scripts/install-deps.sh --cross

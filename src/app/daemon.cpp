@@ -169,6 +169,8 @@ int run_daemon(const Options& o) {
     runner = std::make_unique<board::JournalRunner>(root);
   else
     runner = std::make_unique<board::SystemRunner>();
+  // A board program sees every settings change made before it.
+  board::SettingsFlushingRunner flushing(*runner, settings);
   board::SystemClock clock;
   board::SerialMcuLine mcu;
   if (trace) {
@@ -177,7 +179,11 @@ int run_daemon(const Options& o) {
     };
   }
   board::Nvram& board_nvram = noting ? static_cast<board::Nvram&>(*noting) : *nvram;
-  board::Board board{files, board_nvram, settings, *runner, clock, mcu, stdout};
+  board::Board board{files, board_nvram, settings, flushing, clock, mcu, stdout};
+  // What replacements interrupted by a crash left behind.
+  for (const char* dir : {"/user", "/var/run"}) files.remove_temporaries(dir);
+  // The host nvram is shared with pdu-nvram processes that may be writing now.
+  if (o.host) files.remove_temporaries("/var/lib/nvram/buffer", 60);
 
   core::SharedState state;
   interp::Context ctx(board, state);
@@ -193,7 +199,9 @@ int run_daemon(const Options& o) {
   nvram->set("SystemWaiting", "0");
 
   // The task queue and its worker.
-  core::ThreadPool pool(state, [&ctx, &trace, &noting](char* message) {
+  // One settings transaction per message: the file is written once, at its end.
+  core::ThreadPool pool(state, [&ctx, &settings, &trace, &noting](char* message) {
+    board::SettingsFile::Transaction transaction(settings);
     interp::MachineCommunication_RV470(ctx, message);
     if (trace) {
       std::string keys;

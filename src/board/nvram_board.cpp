@@ -25,7 +25,11 @@ class BoardNvram : public Nvram {
     return text(nvram_bufget(0, std::string(key).c_str()));
   }
   void set(std::string_view key, std::string_view value) override {
-    nvram_bufset(0, std::string(key).c_str(), std::string(value).c_str());
+    // The value already held is not set again.
+    std::string k(key), v(value);
+    const char* held = nvram_bufget(0, k.c_str());
+    if (held && v == held) return;
+    nvram_bufset(0, k.c_str(), v.c_str());
   }
   void commit() override { nvram_commit(0); }
   std::optional<std::string> get_direct(std::string_view key) override {

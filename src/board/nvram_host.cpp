@@ -43,10 +43,6 @@ std::string decode_key(std::string_view name) {
   return out;
 }
 
-// replace_file's temporary files: "<name>.tmpXXXXXX".
-bool is_temporary(const std::string& name) {
-  return name.size() > 10 && name.compare(name.size() - 10, 4, ".tmp") == 0;
-}
 
 }  // namespace
 
@@ -70,7 +66,11 @@ void HostNvram::set(std::string_view key, std::string_view value) {
   if (!valid_key(key)) return;
   // The board library keeps C strings: a value ends at its first NUL.
   value = value.substr(0, value.find('\0'));
-  replace_file(buffer_dir_ + "/" + encode_key(key), value);
+  const std::string file = buffer_dir_ + "/" + encode_key(key);
+  // The value already held is not written again. A development store: the
+  // rename keeps concurrent setters whole, no fsync makes it survive a crash.
+  if (read_file(file) == std::optional<std::string>(value)) return;
+  replace_file(file, value, Sync::atomic);
 }
 
 bool HostNvram::unset(std::string_view key) {
@@ -84,7 +84,7 @@ std::map<std::string, std::string> HostNvram::all() {
   if (!dir) return out;
   while (dirent* e = ::readdir(dir)) {
     std::string name = e->d_name;
-    if (name == "." || name == ".." || is_temporary(name)) continue;
+    if (name == "." || name == ".." || is_temporary_name(name)) continue;
     if (auto v = read_file(buffer_dir_ + "/" + name)) out[decode_key(name)] = *v;
   }
   ::closedir(dir);
@@ -92,7 +92,7 @@ std::map<std::string, std::string> HostNvram::all() {
 }
 
 void HostNvram::commit() {
-  for (const auto& [key, value] : all()) replace_file(committed_dir_ + "/" + encode_key(key), value);
+  for (const auto& [key, value] : all()) replace_file(committed_dir_ + "/" + encode_key(key), value, Sync::atomic);
 }
 
 }  // namespace board

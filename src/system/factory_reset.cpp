@@ -53,15 +53,16 @@ void factory_reset(board::Board& b) {
   b.runner.run("ifdown lan2");
   b.clock.sleep_s(1);
 
-  // The user's files.
-  remove_matching(b, "/user", "argument");
+  // The user's files. The settings file goes and comes back under the
+  // settings lock, which also drops the changes not yet written.
+  b.settings.replace_by([&b] { remove_matching(b, "/user", "argument"); });
   for (const char* f : {"/user/intervalenergy", "/user/lastsendtime", "/user/nextreport",
                         "/user/newpassword.text", "/user/login_lock", "/user/loginpw_lock"})
     b.files.remove(f);
   b.clock.sleep_s(1);
 
   // The factory copies.
-  b.files.copy("/etc_ro/argument.text", "/user");
+  b.settings.replace_by([&b] { b.files.copy("/etc_ro/argument.text", "/user"); });
   b.clock.sleep_s(1);
   b.files.copy("/etc_ro/imglogo", "/user");
   b.clock.sleep_s(1);

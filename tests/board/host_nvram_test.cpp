@@ -1,5 +1,6 @@
 // The host nvram store, shared by the daemon's library and the pdu-nvram tool.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <thread>
@@ -37,6 +38,23 @@ TEST(HostNvram, LibrarySetIsSeenByTheTool) {
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, value + "\n");
   }
+}
+
+// The value already held is not written again: the key's file stays the same file.
+TEST(HostNvram, SettingTheHeldValueLeavesTheStoreAlone) {
+  Store s;
+  const std::string file = s.scratch.path("/var/lib/nvram/buffer/Power");
+  auto inode = [&] {
+    struct stat st {};
+    return ::stat(file.c_str(), &st) == 0 ? st.st_ino : 0;
+  };
+  s.nvram.set("Power", "1");
+  const auto first = inode();
+  s.nvram.set("Power", "1");
+  EXPECT_EQ(inode(), first);
+  s.nvram.set("Power", "0");
+  EXPECT_NE(inode(), first);
+  EXPECT_EQ(s.nvram.get("Power"), std::optional<std::string>("0"));
 }
 
 TEST(HostNvram, ToolSetIsSeenByTheLibrary) {

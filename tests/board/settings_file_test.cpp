@@ -1,10 +1,11 @@
 // The settings file as the web pages and scripts read it.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -154,55 +155,184 @@ TEST(SettingsFile, FormattedLimits) {
   }
 }
 
-// Makes the next whole-file replacement in `dir` fail, in a way that works
-// whether or not the test runs as root; undone when it goes out of scope.
-class FailingWrites {
- public:
-  explicit FailingWrites(const std::string& dir) : dir_(dir) {
-    if (::geteuid() != 0) {
-      read_only_ = true;
-      ::chmod(dir_.c_str(), 0555);
-    } else {
-      // Permission bits do not stop root: cap the size of files this process writes.
-      ::getrlimit(RLIMIT_FSIZE, &saved_);
-      old_handler_ = ::signal(SIGXFSZ, SIG_IGN);
-      rlimit small = saved_;
-      small.rlim_cur = 4;
-      ::setrlimit(RLIMIT_FSIZE, &small);
-    }
-  }
-  ~FailingWrites() {
-    if (read_only_) {
-      ::chmod(dir_.c_str(), 0755);
-    } else {
-      ::setrlimit(RLIMIT_FSIZE, &saved_);
-      ::signal(SIGXFSZ, old_handler_);
-    }
-  }
-
- private:
-  std::string dir_;
-  bool read_only_ = false;
-  rlimit saved_{};
-  sighandler_t old_handler_ = SIG_DFL;
+// One message's changes, as the worker makes them: a transaction, then commit.
+struct Op {
+  char kind;  // s set, u update_config, f set_formatted, m set_mismatched, r remove, a append
+  const char* key;
+  const char* value;
 };
 
-TEST(SettingsFile, FailedWriteLeavesTheOldFileWhole) {
-  Store s;
-  const std::string before = "HostName=Old\nSEG7=1\n";
-  s.scratch.write(kPath, before);
-  {
-    FailingWrites failing(s.scratch.path("/user"));
-    EXPECT_FALSE(s.settings.set("HostName", "Lab"));
-    EXPECT_EQ(s.settings.update_config("SEG7", "0"), -1);
+void apply(board::SettingsFile& s, const Op& op) {
+  switch (op.kind) {
+    case 's': s.set(op.key, op.value); break;
+    case 'u': s.update_config(op.key, op.value); break;
+    case 'f': s.set_formatted(op.key, op.value); break;
+    case 'm': s.set_mismatched("sensorm2invalue", op.key, op.value); break;
+    case 'r': s.remove(op.key); break;
+    case 'a': s.append(op.key, op.value); break;
   }
-  EXPECT_EQ(s.scratch.read(kPath), before);
+}
+
+TEST(SettingsFile, OneWritePerMessage) {
+  struct MessageCase {
+    const char* name;
+    const char* before;
+    std::vector<Op> ops;
+    const char* after;
+    uint64_t writes;
+  } cases[] = {
+      {"one key set twice: the last value, once", "A=1\nB=2\n", {{'s', "A", "3"}, {'s', "A", "4"}},
+       "B=2\nA=4\n", 1},
+      {"a plain delete takes another key's line", "XPower=1\nPower=0\nC=1\n", {{'s', "Power", "0"}},
+       "Power=0\nC=1\n", 1},
+      {"nothing changes: nothing written", "A=1\nXPower=1\nPower=0\n",
+       {{'s', "A", "1"}, {'u', "Power", "0"}, {'f', "A", "1"}}, "A=1\nXPower=1\nPower=0\n", 0},
+      {"changed and changed back: nothing written", "A=1\nB=2\n", {{'s', "A", "5"}, {'s', "A", "1"}},
+       "A=1\nB=2\n", 0},
+      {"an unchanged line keeps its place, a changed one moves", "A=1\nB=2\nC=3\n",
+       {{'s', "A", "1"}, {'s', "B", "9"}}, "A=1\nC=3\nB=9\n", 1},
+      {"removed and appended again unchanged", "HostName=x\nwan_dhcp_hn=x\nT=1\n",
+       {{'r', "wan_dhcp_hn", ""}, {'r', "HostName", ""}, {'a', "wan_dhcp_hn", "x"}, {'a', "HostName", "x"}},
+       "HostName=x\nwan_dhcp_hn=x\nT=1\n", 0},
+      {"the mismatched delete still collects lines", "sensor2minvalue=1\n",
+       {{'m', "sensor2minvalue", "1"}, {'m', "sensor2minvalue", "1"}},
+       "sensor2minvalue=1\nsensor2minvalue=1\nsensor2minvalue=1\n", 1},
+      {"duplicate lines of a key become one", "A=1\nB=2\nA=1\n", {{'s', "A", "1"}}, "A=1\nB=2\n", 1},
+      {"a later delete takes an earlier append", "A=1\n", {{'a', "B", "2"}, {'r', "B", ""}}, "A=1\n", 0},
+      {"append-only lines stay in order", "", {{'a', "B", "2"}, {'a', "A", "1"}}, "B=2\nA=1\n", 1},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Store s;
+    s.scratch.write(kPath, c.before);
+    {
+      board::SettingsFile::Transaction message(s.settings);
+      for (const Op& op : c.ops) apply(s.settings, op);
+      EXPECT_EQ(s.scratch.read(kPath), c.before) << "nothing is written before the message ends";
+    }
+    EXPECT_EQ(s.scratch.read(kPath), c.after);
+    EXPECT_EQ(s.settings.commit_count(), c.writes);
+  }
+}
+
+// A runner whose program looks at the settings file when it runs.
+class FileReadingRunner : public board::CommandRunner {
+ public:
+  explicit FileReadingRunner(std::string path) : path_(std::move(path)) {}
+  int run(const std::string&) override { return seen(); }
+  int spawn(const std::vector<std::string>&) override { return seen(); }
+  board::Capture capture(const std::vector<std::string>&) override { return {seen(), ""}; }
+  std::vector<std::string> files;
+
+ private:
+  int seen() {
+    files.push_back(board::read_file(path_).value_or("<absent>"));
+    return 0;
+  }
+  std::string path_;
+};
+
+TEST(SettingsFile, ProgramsRunInAMessageSeeTheEarlierChanges) {
+  Store s;
+  s.scratch.write(kPath, "A=1\nB=2\n");
+  FileReadingRunner programs(s.settings.path());
+  board::SettingsFlushingRunner runner(programs, s.settings);
+  {
+    board::SettingsFile::Transaction message(s.settings);
+    s.settings.set("A", "5");
+    runner.run("/sbin/internet.sh");
+    runner.spawn({"snmptrap", "x"});  // nothing new: nothing written
+    s.settings.set("B", "6");
+    runner.capture({"/bin/aes.sh"});
+    s.settings.set("B", "6");
+  }
+  EXPECT_EQ(programs.files, (Lines{"B=2\nA=5\n", "B=2\nA=5\n", "A=5\nB=6\n"}));
+  EXPECT_EQ(s.scratch.read(kPath), "A=5\nB=6\n");
+  EXPECT_EQ(s.settings.commit_count(), 2u);
+}
+
+std::vector<std::string> names_in(const std::string& dir) {
   std::vector<std::string> names;
-  for (const auto& e : std::filesystem::directory_iterator(s.scratch.path("/user")))
-    names.push_back(e.path().filename().string());
-  EXPECT_EQ(names, (Lines{"argument.text"})) << "no temporary file is left behind";
-  EXPECT_TRUE(s.settings.set("HostName", "Lab"));
-  EXPECT_EQ(s.scratch.lines(kPath), (Lines{"SEG7=1", "HostName=Lab"}));
+  for (const auto& e : std::filesystem::directory_iterator(dir)) names.push_back(e.path().filename().string());
+  return names;
+}
+
+// Every write step of a commit fails once in turn, as in sqlite's I/O-error
+// tests: the file is then the old one or the new one, whole, and the next
+// commit writes what the failed one could not.
+TEST(SettingsFile, FailedCommitKeepsItsChangesForTheNext) {
+  const std::string before = "HostName=Old\nSEG7=1\n";
+  const std::string after = "HostName=Lab\nSEG7=0\n";
+  for (long step = 1; step <= 5; ++step) {
+    SCOPED_TRACE("failing step " + std::to_string(step));
+    Store s;
+    s.scratch.write(kPath, before);
+    std::FILE* out = std::tmpfile();
+    board::SettingsFile settings(s.files, kPath, out);
+    s.files.inject_fault(step, ENOSPC);
+    bool ok;
+    {
+      settings.begin();
+      settings.set("HostName", "Lab");
+      settings.update_config("SEG7", "0");
+      ok = settings.commit();
+    }
+    const std::string seen = s.scratch.read(kPath);
+    EXPECT_TRUE(seen == before || seen == after) << seen;
+    EXPECT_EQ(names_in(s.scratch.path("/user")), Lines{"argument.text"}) << "no temporary file is left";
+    EXPECT_EQ(settings.failed_commit_count(), ok ? 0u : 1u);
+    s.files.clear_fault();
+    EXPECT_TRUE(settings.flush());
+    EXPECT_EQ(s.scratch.read(kPath), after);
+    std::rewind(out);
+    char line[256] = "";
+    bool printed = std::fgets(line, sizeof line, out) != nullptr;
+    EXPECT_EQ(printed, !ok);
+    if (printed) {
+      EXPECT_NE(std::strstr(line, "/user/argument.text"), nullptr) << line;
+      EXPECT_NE(std::strstr(line, std::strerror(ENOSPC)), nullptr) << line;
+      EXPECT_NE(std::strstr(line, "HostName"), nullptr) << line;
+    }
+    std::fclose(out);
+  }
+}
+
+TEST(SettingsFile, AFullDiskIsReportedOncePerEpisode) {
+  Store s;
+  s.scratch.write(kPath, "A=1\n");
+  std::FILE* out = std::tmpfile();
+  board::SettingsFile settings(s.files, kPath, out);
+  s.files.inject_fault(1, EROFS, true);
+  for (const char* value : {"2", "3", "4"}) {
+    board::SettingsFile::Transaction message(settings);
+    settings.set(value[0] == '2' ? "B" : "C", value);
+  }
+  EXPECT_EQ(settings.failed_commit_count(), 3u);
+  EXPECT_EQ(s.scratch.read(kPath), "A=1\n");
+  s.files.clear_fault();
+  { board::SettingsFile::Transaction message(settings); }
+  EXPECT_EQ(s.scratch.read(kPath), "A=1\nB=2\nC=4\n") << "the file catches up";
+  EXPECT_EQ(settings.commit_count(), 1u);
+  std::rewind(out);
+  char buf[1024];
+  size_t n = std::fread(buf, 1, sizeof buf, out);
+  const std::string printed(buf, n);
+  EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1) << printed;
+  EXPECT_NE(printed.find("first key B"), std::string::npos) << printed;
+  std::fclose(out);
+}
+
+TEST(Files, AppendOnAFullDiskLeavesNoPartialLine) {
+  testing_support::ScratchRoot scratch;
+  board::Files files(scratch.root());
+  scratch.write("/user/ZLT.log", "first.\n");
+  files.inject_fault(1, ENOSPC);
+  int error = 0;
+  EXPECT_FALSE(files.append("/user/ZLT.log", "2026-11-22 System Warning: a long event text.\n", &error));
+  EXPECT_EQ(error, ENOSPC);
+  EXPECT_EQ(scratch.read("/user/ZLT.log"), "first.\n");
+  EXPECT_TRUE(files.append("/user/ZLT.log", "next.\n"));
+  EXPECT_EQ(scratch.read("/user/ZLT.log"), "first.\nnext.\n");
 }
 
 TEST(SettingsFile, ReplacementKeepsTheFileMode) {

@@ -102,6 +102,10 @@ std::string DaemonHarness::nvram(const std::string& key) {
 }
 
 void DaemonHarness::start(const std::vector<std::string>& extra_args) {
+  {
+    std::lock_guard<std::mutex> hold(lock_);
+    output_.clear();  // a restart prints its own lines
+  }
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
   std::vector<std::string> args = {"--host", "--root", scratch.dir(), "--serial", line_path_, "--settle-ms", "0"};
@@ -133,6 +137,12 @@ int DaemonHarness::stop() {
   if (status >= 0) pid_ = -1;
   if (out_thread_.joinable()) out_thread_.join();
   return status;
+}
+
+void DaemonHarness::kill() {
+  ::kill(pid_, SIGKILL);
+  if (wait_exit(pid_, 10s) >= 0) pid_ = -1;
+  if (out_thread_.joinable()) out_thread_.join();
 }
 
 void DaemonHarness::mcu_send(const std::string& bytes) {

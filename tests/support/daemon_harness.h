@@ -33,6 +33,8 @@ class DaemonHarness {
   void start(const std::vector<std::string>& extra_args = {});
   // SIGTERM, and the exit status (-1 when it did not end in time).
   int stop();
+  // SIGKILL, as a crash or a power cut; start() may follow.
+  void kill();
   bool running();
   pid_t pid() const { return pid_; }
 

@@ -26,6 +26,8 @@ InterpreterHarness::~InterpreterHarness() {
 int InterpreterHarness::feed(const std::string& message) {
   std::unique_ptr<char[]> buf(new char[4500]());
   std::strncpy(buf.get(), message.c_str(), 4499);
+  // One settings transaction per message, as the worker has it.
+  board::SettingsFile::Transaction transaction(settings);
   return interp::MachineCommunication_RV470(ctx, buf.get());
 }
 
