@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 namespace channels {
 
@@ -64,7 +65,20 @@ int take_hand_over(Channels& ch, const Port& port, int conn) {
     return static_cast<int>(r);
   }
   ch.board.print("server: recvmsg client end!\n");
+  // Every descriptor that came along, in every header: the first of a leading
+  // SCM_RIGHTS header is the session's, all others are closed, whatever the count.
+  std::vector<int> carried;
+  for (cmsghdr* h = CMSG_FIRSTHDR(&msg); h; h = CMSG_NXTHDR(&msg, h)) {
+    if (h->cmsg_level != SOL_SOCKET || h->cmsg_type != SCM_RIGHTS) continue;
+    size_t count = (h->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+    size_t at = carried.size();
+    carried.resize(at + count);
+    std::memcpy(carried.data() + at, CMSG_DATA(h), count * sizeof(int));
+  }
   cmsghdr* header = CMSG_FIRSTHDR(&msg);
+  bool usable = header && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS &&
+                !carried.empty();
+  for (size_t k = usable ? 1 : 0; k < carried.size(); ++k) ::close(carried[k]);
   if (!header) {
     ch.board.print("No control message header found\n");
     return 0;
@@ -79,13 +93,7 @@ int take_hand_over(Channels& ch, const Port& port, int conn) {
     ch.board.print("cmsg_type is not SCM_RIGHTS");
     return 0;
   }
-  // Every descriptor that came along: the first is the session's, others are closed.
-  size_t carried_count = (header->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-  int carried[64];
-  if (carried_count > 64) carried_count = 64;
-  std::memcpy(carried, CMSG_DATA(header), carried_count * sizeof(int));
-  for (size_t k = 1; k < carried_count; ++k) ::close(carried[k]);
-  int fd = carried_count ? carried[0] : -1;
+  int fd = usable ? carried[0] : -1;
 
   SlotSegment* seg = ch.segments.*port.segment;
   int32_t s = load(seg->announced);

@@ -51,6 +51,8 @@ void SerialReader::on_byte(char c) {
   }
   empty_reads_ = 0;
   buf_[n_++] = c;
+  // The message ends here even where an overflow left older bytes behind.
+  buf_[n_] = '\0';
   if (n_ >= kOverflowAt) {
     board_.print("Long data for COMMANDMAX bengin--------------!\n");
     board_.print("buf: %zu\n", std::strlen(buf_.data()));
