@@ -17,5 +17,5 @@ for spec in interpreter:10000 serial_framing:5000 websocket:150000 tcp_input:600
   "$build/tests/fuzz/fuzz_$target" $limit -max_len=8192 -print_final_stats=1 \
     -artifact_prefix="$build/findings/$target-" "$build/corpus/$target" "tests/fuzz/data/$target" \
     2>"$build/fuzz_$target.log" || { tail -40 "$build/fuzz_$target.log"; exit 1; }
-  grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units)' "$build/fuzz_$target.log" || true
+  grep -E '^(#[0-9]+[[:space:]]+DONE|stat::number_of_executed_units)' "$build/fuzz_$target.log" || true
 done
