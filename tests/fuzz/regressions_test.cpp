@@ -1,15 +1,11 @@
 // Findings of the fuzz targets, kept as tests of the default suite.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "core/serial_reader.h"
 #include "fuzz/hand_over.h"
-#include "support/fakes.h"
-#include "support/scratch_root.h"
+#include "fuzz/reader_rig.h"
 
 namespace {
 
@@ -24,34 +20,14 @@ TEST(FuzzRegression, MessageAfterOverflowHoldsOnlyItsOwnBytes) {
   };
   const Row rows[] = {{".~~~~~~~~~~~", "."}, {"\r\n", ""}};
   for (const Row& row : rows) {
-    ScratchRoot scratch;
-    MemoryNvram nvram;
-    RecordingRunner runner;
-    RecordingClock clock;
-    RecordingMcu mcu;
-    std::FILE* out = std::tmpfile();
-    board::Files files(scratch.root());
-    board::SettingsFile settings(files);
-    board::Board board{files, nvram, settings, runner, clock, mcu, out};
-    core::SharedState state;
-    std::mutex lock;
-    std::vector<std::string> queued;
-    core::ThreadPool pool(state, [&](char* m) {
-      std::lock_guard<std::mutex> hold(lock);
-      queued.emplace_back(m);
-    }, out);
-    pool.start();
-    core::McuOutput nowhere;
-    core::SerialReader reader(board, state, pool, nowhere);
+    fuzz_support::ReaderRig rig;
+    core::SerialReader reader(rig.board, rig.state, rig.pool, rig.nowhere);
     // The overflowing text ends in a microphone level, which is dropped while
     // the GUI does not show it: older bytes must not make a line look like one.
     std::string old = std::string(4400, 'A') + "MIC1 Peak_Level -30" + std::string(72, 'A');
     std::string message(1100, 'B');
     for (char c : old + message + row.end) c == '~' ? reader.on_silence() : reader.on_byte(c);
-    pool.drain();
-    std::lock_guard<std::mutex> hold(lock);
-    EXPECT_EQ(queued, std::vector<std::string>{message + row.queued_tail}) << "ended by " << row.queued_tail;
-    std::fclose(out);
+    EXPECT_EQ(rig.take(), std::vector<std::string>{message + row.queued_tail}) << "ended by " << row.queued_tail;
   }
 }
 
