@@ -3,12 +3,14 @@
 // by NUL (the reader never queues a message holding one). Afterwards the
 // settings file must still be one key=value per line, and the board may only
 // have run its fixed command lines (MCU text only as an argument of a fixed form).
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "interpreter/dispatcher.h"
 #include "support/fakes.h"
@@ -33,13 +35,17 @@ const std::set<std::string> kFixedLines = {
 
 struct CheckingRunner : board::CommandRunner {
   std::string aes;
+  std::vector<std::string> trap_form;  // a trap's arguments before the event text
   int run(const std::string& line) override {
     if (!kFixedLines.count(line)) fail("not a fixed command line", line);
     return 0;
   }
   int spawn(const std::vector<std::string>& argv) override {
-    // A trap: the event text is the last argument of the fixed snmptrap form.
-    if (argv.size() < 12 || argv[0] != "snmptrap") fail("unexpected program", board::shell_line(argv));
+    // A trap: only the event text, the last argument, may differ from trap to trap.
+    std::vector<std::string> form(argv.begin(), argv.end() - (argv.empty() ? 0 : 1));
+    if (trap_form.empty()) trap_form = form;
+    if (argv.empty() || argv[0] != "snmptrap" || form != trap_form)
+      fail("unexpected program", board::shell_line(argv));
     return 0;
   }
   board::Capture capture(const std::vector<std::string>& argv) override {
@@ -98,6 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                      &f->state._readGetCommandFirstNumber})
     word->store(0);
   if (*kModels[data[0] & 7]) f->nvram.values["ZLTMerge"] = kModels[data[0] & 7];
+  f->nvram.values["SnmpTrapreceiver1"] = "192.0.2.1";  // events raise traps
   f->state.CheckStatusMode.store(kModes[(data[0] >> 3) % 12]);
   std::string rest(reinterpret_cast<const char*>(data) + 1, size - 1);
   for (size_t pos = 0; pos <= rest.size();) {
