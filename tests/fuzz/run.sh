@@ -1,7 +1,9 @@
 #!/bin/sh
 # Runs every fuzz target of BUILD_DIR (build/fuzz): a fixed number of runs
 # each (about two minutes in all), or SECONDS seconds each when given.
-# New inputs go to BUILD_DIR/corpus/<target>, crashes to BUILD_DIR/findings/.
+# A timed run keeps its new inputs in BUILD_DIR/corpus/<target> for the next
+# one; a fixed-count run starts from the seeds alone, so that it takes as long
+# every time. Crashes go to BUILD_DIR/findings/.
 set -e
 build=${1:-build/fuzz}
 seconds=$2
@@ -10,12 +12,18 @@ if [ -z "$TMPDIR" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 mkdir -p "$build/findings"
 for spec in interpreter:10000 serial_framing:5000 websocket:150000 tcp_input:6000 fd_handover:12000; do
   target=${spec%%:*}
-  # A fixed-count run starts from the seeds alone, so that it takes as long every time.
-  if [ -n "$seconds" ]; then limit="-max_total_time=$seconds"; else limit="-runs=${spec#*:}"; rm -rf "$build/corpus/$target"; fi
-  mkdir -p "$build/corpus/$target"
+  corpus=$build/corpus/$target
+  if [ -n "$seconds" ]; then
+    limit="-max_total_time=$seconds"
+  else
+    limit="-runs=${spec#*:}"
+    corpus=$build/corpus-fixed/$target
+    rm -rf "$corpus"
+  fi
+  mkdir -p "$corpus"
   echo "fuzz_$target $limit"
   "$build/tests/fuzz/fuzz_$target" $limit -max_len=8192 -print_final_stats=1 \
-    -artifact_prefix="$build/findings/$target-" "$build/corpus/$target" "tests/fuzz/data/$target" \
+    -artifact_prefix="$build/findings/$target-" "$corpus" "tests/fuzz/data/$target" \
     2>"$build/fuzz_$target.log" || { tail -40 "$build/fuzz_$target.log"; exit 1; }
   grep -E '^(#[0-9]+[[:space:]]+DONE|stat::number_of_executed_units)' "$build/fuzz_$target.log" || true
 done
