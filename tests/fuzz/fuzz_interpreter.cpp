@@ -1,8 +1,9 @@
 // The whole interpreter on a scratch root. The first byte picks the model code
 // and the armed status table; the rest is one or more MCU messages separated
 // by NUL (the reader never queues a message holding one). Afterwards the
-// settings file must still be one key=value per line, and the board may only
-// have run its fixed command lines (MCU text only as an argument of a fixed form).
+// settings file must still be one key=value per line, the board may only have
+// run its fixed command lines (MCU text only as an argument of a fixed form),
+// and only fixed lines may have gone to the MCU.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +28,9 @@ const std::set<std::string> kFixedLines = {
     "/sbin/ifconfig br-lan2 down 2>/dev/null ", "/sbin/ifconfig br-lan1 up",
     "/sbin/ifconfig br-lan2 up", "/sbin/wan.sh &", "/log/www/cgi-bin/ReloadmDNSRepons.cgi restart &",
     "/bin/update_ota_version.sh &", "mqttsub-init.sh &"};
+
+// The only lines the interpreter writes to the MCU.
+const std::set<std::string> kMcuLines = {"NET TCP/IP ENABLE 1\r\n", "NET TCP/IP ENABLE 2\r\n", "GUISTATUS\r\n"};
 
 [[noreturn]] void fail(const char* what, const std::string& detail) {
   std::fprintf(stderr, "%s: [%s]\n", what, detail.c_str());
@@ -116,5 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     pos = end + 1;
   }
   check_settings(f->files.read("/user/argument.text").value_or(""));
+  for (const std::string& line : f->mcu.writes)
+    if (!kMcuLines.count(line)) fail("not a fixed MCU line", line);
   return 0;
 }
