@@ -10,7 +10,7 @@ seconds=$2
 # Settings-file writes end in fsync: a memory file system keeps them fast.
 if [ -z "$TMPDIR" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 mkdir -p "$build/findings"
-for spec in interpreter:10000 serial_framing:5000 websocket:150000 tcp_input:6000 fd_handover:12000; do
+for spec in interpreter:15000 serial_framing:5000 websocket:200000 tcp_input:10000 fd_handover:15000; do
   target=${spec%%:*}
   corpus=$build/corpus/$target
   if [ -n "$seconds" ]; then
