@@ -7,8 +7,14 @@
 set -e
 build=${1:-build/fuzz}
 seconds=$2
-# Settings-file writes end in fsync: a memory file system keeps them fast.
-if [ -z "$TMPDIR" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
+# The targets' scratch roots (left behind by the fuzzer's exit) go in one
+# directory removed at the end; in memory where possible, as settings-file
+# writes end in fsync.
+base=/tmp
+[ -w /dev/shm ] && base=/dev/shm
+TMPDIR=$(mktemp -d "$base/pdud-fuzz.XXXXXX")
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 mkdir -p "$build/findings"
 for spec in interpreter:15000 serial_framing:5000 websocket:200000 tcp_input:10000 fd_handover:15000; do
   target=${spec%%:*}
