@@ -1,5 +1,5 @@
 # Wraps the CMake presets. `make test` is the everyday command; `make ci` is what CI runs.
-.PHONY: test ci asan tsan mipsel bench clean deps demo
+.PHONY: test ci asan tsan mipsel bench fuzz clean deps demo
 
 define preset
 	cmake --preset $(1)
@@ -36,7 +36,13 @@ mipsel:
 	bash cmake/mipsel-sysroot.sh
 	$(call preset,mipsel)
 
-ci: test asan tsan mipsel
+# Every fuzz target for a fixed number of runs; `make fuzz FUZZ_SECONDS=600` runs each that long.
+fuzz:
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	sh tests/fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
+ci: test asan tsan mipsel fuzz
 
 clean:
 	rm -rf build

@@ -49,6 +49,8 @@ void SerialReader::on_byte(char c) {
   }
   empty_reads_ = 0;
   buf_[n_++] = c;
+  // The message ends here even where an overflow left older bytes behind.
+  buf_[n_] = '\0';
   if (n_ >= kOverflowAt) {
     state_.dropped_by_reader.fetch_add(1);
     board_.print("Long data for COMMANDMAX bengin--------------!\n");

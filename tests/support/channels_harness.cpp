@@ -46,6 +46,12 @@ std::vector<std::string> LockedMcu::writes() const {
   return writes_;
 }
 
+void LockedMcu::clear() {
+  std::lock_guard<std::mutex> hold(lock_);
+  bytes_.clear();
+  writes_.clear();
+}
+
 bool LockedMcu::wait_for(const std::string& text) {
   std::unique_lock<std::mutex> hold(lock_);
   return changed_.wait_for(hold, kDeadline, [&] { return bytes_.find(text) != std::string::npos; });

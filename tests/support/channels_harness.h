@@ -36,6 +36,8 @@ class LockedMcu : public board::McuLine {
   std::vector<std::string> writes() const;
   // Waits until the bytes contain text.
   bool wait_for(const std::string& text);
+  // Forgets everything written so far.
+  void clear();
 
  private:
   mutable std::mutex lock_;

@@ -1,0 +1,35 @@
+#!/bin/sh
+# Runs every fuzz target of BUILD_DIR (build/fuzz): a fixed number of runs
+# each (about two minutes in all), or SECONDS seconds each when given.
+# A timed run keeps its new inputs in BUILD_DIR/corpus/<target> for the next
+# one; a fixed-count run starts from the seeds alone, so that it takes as long
+# every time. Crashes go to BUILD_DIR/findings/.
+set -e
+build=${1:-build/fuzz}
+seconds=$2
+# The targets' scratch roots (left behind by the fuzzer's exit) go in one
+# directory removed at the end; in memory where possible, as settings-file
+# writes end in fsync.
+base=/tmp
+[ -w /dev/shm ] && base=/dev/shm
+TMPDIR=$(mktemp -d "$base/pdud-fuzz.XXXXXX")
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
+mkdir -p "$build/findings"
+for spec in interpreter:15000 serial_framing:5000 websocket:200000 tcp_input:10000 fd_handover:15000; do
+  target=${spec%%:*}
+  corpus=$build/corpus/$target
+  if [ -n "$seconds" ]; then
+    limit="-max_total_time=$seconds"
+  else
+    limit="-runs=${spec#*:}"
+    corpus=$build/corpus-fixed/$target
+    rm -rf "$corpus"
+  fi
+  mkdir -p "$corpus"
+  echo "fuzz_$target $limit"
+  "$build/tests/fuzz/fuzz_$target" $limit -max_len=8192 -print_final_stats=1 \
+    -artifact_prefix="$build/findings/$target-" "$corpus" "tests/fuzz/data/$target" \
+    2>"$build/fuzz_$target.log" || { tail -40 "$build/fuzz_$target.log"; exit 1; }
+  grep -E '^(#[0-9]+[[:space:]]+DONE|stat::number_of_executed_units)' "$build/fuzz_$target.log" || true
+done
