@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "mcu-sim/mcu_model.h"
+#include "mcu-sim/transcript.h"
 
 namespace {
 
@@ -42,7 +43,8 @@ void usage(std::FILE* to) {
                "  --no-pacing    send at full speed instead of at 115200 baud\n"
                "  --events RATE  raise RATE random events a minute (outlet changes, overloads, ground)\n"
                "  --replay FILE  send the MCU lines of FILE instead of playing the model; a line\n"
-               "                 '+MS' or '+MS text' waits MS milliseconds first\n"
+               "                 '+MS' or '+MS text' waits MS milliseconds first; a trace file of\n"
+               "                 pdud --trace plays the bytes pdud read, with their pauses\n"
                "  --seed N       seed of the meters' noise and of the events (default 1)\n"
                "It ends when pdud closes the line, or on SIGTERM or SIGINT.\n",
                mcusim::Mcu::model_list());
@@ -149,26 +151,6 @@ class Line {
   bool pacing_;
 };
 
-// The transcript of --replay: (delay in ms, MCU line or empty).
-bool read_replay(const std::string& file, std::vector<std::pair<long, std::string>>& out) {
-  std::ifstream in(file);
-  if (!in) return false;
-  std::string l;
-  while (std::getline(in, l)) {
-    if (!l.empty() && l.back() == '\r') l.pop_back();
-    if (l.empty()) continue;
-    long ms = 0;
-    size_t i = 1;
-    while (i < l.size() && i < 10 && std::isdigit(static_cast<unsigned char>(l[i]))) ++i;
-    if (l[0] == '+' && i > 1 && (i == l.size() || l[i] == ' ')) {
-      ms = std::stol(l.substr(1, i - 1));
-      l = i < l.size() ? l.substr(i + 1) : "";
-    }
-    out.emplace_back(ms, l);
-  }
-  return true;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -176,11 +158,14 @@ int main(int argc, char** argv) {
   int status = 0;
   if (!parse(argc, argv, o, &status)) return status;
 
-  std::vector<std::pair<long, std::string>> replay;
-  if (!o.replay.empty() && !read_replay(o.replay, replay)) {
+  mcusim::Transcript replay;
+  std::ifstream replay_file;
+  if (!o.replay.empty()) replay_file.open(o.replay);
+  if (!o.replay.empty() && !replay_file) {
     std::fprintf(stderr, "pdu-mcu-sim: cannot read replay file '%s': %s\n", o.replay.c_str(), std::strerror(errno));
     return 2;
   }
+  if (replay_file.is_open()) replay = mcusim::read_transcript(replay_file);
 
   struct sigaction sa{};
   sa.sa_handler = on_signal;
