@@ -23,7 +23,7 @@
 
 #include "board/board.h"
 #include "core/state.h"
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "interpreter/dispatcher.h"
 
 namespace {
