@@ -14,19 +14,21 @@ template <typename... Numbers>
 std::string format_key(const char* format, Numbers... numbers) {
   static_assert((std::is_same_v<Numbers, int> && ...), "format_key takes int numbers");
   const std::array<int, sizeof...(Numbers)> values{numbers...};
-  std::string key;
+  char key[32];
+  char* out = key;
+  char* const end = key + 31;  // room for 31 characters
   size_t next = 0;
-  for (const char* f = format; *f; ++f) {
+  for (const char* f = format; *f && out < end; ++f) {
     if (f[0] == '%' && f[1] == 'd' && next < values.size()) {
       char digits[16];
-      key.append(digits, std::to_chars(digits, digits + sizeof digits, values[next++]).ptr);
+      const char* digits_end = std::to_chars(digits, digits + sizeof digits, values[next++]).ptr;
+      for (const char* d = digits; d < digits_end && out < end; ++d) *out++ = *d;
       ++f;
     } else {
-      key += *f;
+      *out++ = *f;
     }
   }
-  if (key.size() > 31) key.resize(31);
-  return key;
+  return std::string(key, out);
 }
 
 }  // namespace interp
