@@ -150,7 +150,10 @@ int MachineCommunication_RV470(Context& ctx, char* message) {
   if (!message) return 0;
   if (char* tag = std::strstr(message, kTelnetTag)) *tag = '\0';
   ctx.message = message;
-  ctx.model = Model::decode(ctx.nvram.model());
+  // The model code rarely changes: decode it again only when it does (a
+  // default Model is what an empty code decodes to).
+  std::string model = ctx.nvram.model();
+  if (model != ctx.model.code) ctx.model = Model::decode(model);
   ctx.print("\n**RV470_InputData=%s\n", message);
 
   ctx.taken = nullptr;
