@@ -23,7 +23,7 @@
 
 #include "board/board.h"
 #include "core/state.h"
-#include "interpreter/context.h"
+#include "interpreter/common/context.h"
 #include "interpreter/dispatcher.h"
 
 namespace {
@@ -32,12 +32,20 @@ const char* const kModels[] = {"ZLT8AC", "ZLT8ACV", "ZLT4AC", "ZLT4AC2", "ZLT2AC
 
 class MemoryNvram : public board::Nvram {
  public:
+  // Looked up by the view itself (the map's comparison is transparent): no
+  // copy of the key, and a held value is overwritten in place.
   std::optional<std::string> get(std::string_view key) override {
-    auto it = values.find(std::string(key));
+    auto it = values.find(key);
     if (it == values.end()) return std::nullopt;
     return it->second;
   }
-  void set(std::string_view key, std::string_view value) override { values[std::string(key)] = value; }
+  void set(std::string_view key, std::string_view value) override {
+    auto it = values.find(key);
+    if (it == values.end())
+      values.emplace(key, value);
+    else
+      it->second.assign(value);
+  }
   void commit() override {}
   std::map<std::string, std::string, std::less<>> values;
 };

@@ -1,6 +1,11 @@
 #include "interpreter/dispatcher.h"
 
+#include <cstdint>
 #include <cstring>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "interpreter/event_rules.h"
 #include "interpreter/network_settings.h"
@@ -54,6 +59,54 @@ const ChainRow kChain[] = {
 // The passthrough appends this tag to the commands it sends; the MCU echoes it.
 constexpr const char* kTelnetTag = "  telnet23";
 
+// The chain flattened in order, with an index of the phrases its rows look
+// for (a prefix row's prefix, a two-stage row's necessary phrases) by their
+// first kHead bytes, so that a message is scanned once instead of once per
+// row. Every phrase is at least kHead bytes long (checked when it is built).
+constexpr size_t kHead = 4;
+
+uint32_t head_of(const char* text) {
+  uint32_t head;
+  std::memcpy(&head, text, kHead);
+  return head;
+}
+
+struct ChainIndex {
+  struct Phrase {
+    size_t position;  // the row's place in `rows`
+    int stage;        // a two-stage row's place in `two_stage_rows`, or -1
+    const char* text;
+    size_t length;
+  };
+  std::vector<const Recogniser*> rows;  // chain order
+  std::vector<size_t> two_stage_rows;   // the two-stage rows' places, ascending (at most 64)
+  std::unordered_map<uint32_t, std::vector<Phrase>> by_head;
+  bool starts[256] = {};  // a phrase starts with this byte
+
+  ChainIndex() {
+    for (const ChainRow& row : kChain)
+      for (const Recogniser& r : row.recognisers()) rows.push_back(&r);
+    for (size_t position = 0; position < rows.size(); ++position) {
+      const Recogniser& r = *rows[position];
+      if (!r.two_stage) {
+        add(position, -1, r.prefix);
+        continue;
+      }
+      const int stage = static_cast<int>(two_stage_rows.size());
+      if (stage >= 64) throw std::logic_error("more than 64 two-stage recognisers");
+      two_stage_rows.push_back(position);
+      for (const char* const* need = r.needs; need && *need; ++need) add(position, stage, *need);
+    }
+  }
+
+  void add(size_t position, int stage, const char* text) {
+    const size_t length = std::strlen(text);
+    if (length < kHead) throw std::logic_error(std::string("recogniser phrase too short: ") + text);
+    by_head[head_of(text)].push_back({position, stage, text, length});
+    starts[static_cast<unsigned char>(text[0])] = true;
+  }
+};
+
 }  // namespace
 
 char* str_Endpoint(const char* text, const char* needle) {
@@ -97,25 +150,68 @@ int MachineCommunication_RV470(Context& ctx, char* message) {
   if (!message) return 0;
   if (char* tag = std::strstr(message, kTelnetTag)) *tag = '\0';
   ctx.message = message;
-  ctx.model = Model::decode(ctx.nvram.model());
+  // The model code rarely changes: decode it again only when it does (a
+  // default Model is what an empty code decodes to).
+  std::string model = ctx.nvram.model();
+  if (model != ctx.model.code) ctx.model = Model::decode(model);
   ctx.print("\n**RV470_InputData=%s\n", message);
 
   ctx.taken = nullptr;
   ctx.status_table = 0;
+  char* rest = nullptr;
+  const Recogniser* r = taken_by_index(ctx, &rest);
+  if (!r) return status_dump(ctx, message);
+  ctx.taken = r;
+  if (r->two_stage) return 0;
+  return r->action ? r->action(ctx, *r, rest) : r->handler(ctx, rest);
+}
+
+const Recogniser* taken_by_linear(Context& ctx, char** rest) {
   for (const ChainRow& row : kChain) {
     for (const Recogniser& r : row.recognisers()) {
       if (r.two_stage) {
-        if (!r.two_stage(ctx)) continue;
-        ctx.taken = &r;
-        return 0;
-      }
-      if (char* rest = str_Endpoint(message, r.prefix)) {
-        ctx.taken = &r;
-        return r.action ? r.action(ctx, r, rest) : r.handler(ctx, rest);
+        if (r.two_stage(ctx)) return &r;
+      } else if ((*rest = str_Endpoint(ctx.message, r.prefix))) {
+        return &r;
       }
     }
   }
-  return status_dump(ctx, message);
+  return nullptr;
+}
+
+const Recogniser* taken_by_index(Context& ctx, char** rest) {
+  static const ChainIndex index;
+  const char* message = ctx.message;
+  const size_t length = std::strlen(message);
+
+  // One pass over the message: the earliest prefix row found, and the
+  // two-stage rows one of whose phrases occurs. Positions are scanned in
+  // order, so a row's first hit is its first occurrence, as strstr finds it.
+  size_t first = index.rows.size();
+  uint64_t stage_hit = 0;  // bit s: a phrase of two_stage_rows[s] occurs
+  for (size_t i = 0; i + kHead <= length; ++i) {
+    if (!index.starts[static_cast<unsigned char>(message[i])]) continue;
+    auto bucket = index.by_head.find(head_of(message + i));
+    if (bucket == index.by_head.end()) continue;
+    for (const ChainIndex::Phrase& p : bucket->second) {
+      if (p.position >= first || std::strncmp(message + i, p.text, p.length) != 0) continue;
+      if (p.stage >= 0) {
+        stage_hit |= uint64_t{1} << p.stage;
+      } else {
+        first = p.position;
+        *rest = const_cast<char*>(message + i + p.length);
+      }
+    }
+  }
+  // The two-stage rows before it are tried in chain order, as the walk does.
+  for (size_t stage = 0; stage < index.two_stage_rows.size(); ++stage) {
+    const size_t position = index.two_stage_rows[stage];
+    if (position >= first) break;
+    const Recogniser* r = index.rows[position];
+    const bool may_take = !r->needs || (stage_hit >> stage & 1);
+    if (may_take && r->two_stage(ctx)) return r;
+  }
+  return first < index.rows.size() ? index.rows[first] : nullptr;
 }
 
 std::vector<const Recogniser*> recogniser_chain() {

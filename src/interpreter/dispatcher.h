@@ -11,6 +11,13 @@ namespace interp {
 // Interprets one MCU message (modifiable, NUL-terminated). Run by the worker.
 int MachineCommunication_RV470(Context& ctx, char* message);
 
+// The row that takes ctx.message, with in *rest the text after its prefix;
+// null when none does (a status-dump row). A two-stage row that takes it has
+// already done its work. The index finds it with one scan of the message; the
+// linear walk tries every row in turn (the reference the index must match).
+const Recogniser* taken_by_index(Context& ctx, char** rest);
+const Recogniser* taken_by_linear(Context& ctx, char** rest);
+
 // Every row of the chain in the order it is tried.
 std::vector<const Recogniser*> recogniser_chain();
 // What took the last message: the row's name, "status-dump row, table N",

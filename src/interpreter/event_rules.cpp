@@ -102,8 +102,9 @@ bool event_rule_messages_test(Context& ctx) {
   return true;
 }
 
+constexpr const char* kEventRuleNeeds[] = {"[SUCCESS]Set Event", nullptr};
 const Recogniser kEventRuleMessages[] = {
-    two_stage("set-event-response-sensor", event_rule_messages_test),
+    two_stage("set-event-response-sensor", event_rule_messages_test, kEventRuleNeeds),
 };
 
 }  // namespace

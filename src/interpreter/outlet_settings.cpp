@@ -267,8 +267,9 @@ const Recogniser kAllOutletTiming[] = {
     prefix("set-all-outlets-ocdt", "[SUCCESS]Set All Outlets OCDT To ", all_outlets_ocdt),
 };
 
+constexpr const char* kPerOutletSettingNeeds[] = {kSetOutlet, nullptr};
 const Recogniser kPerOutletSettings[] = {
-    two_stage("per-outlet-setting", per_outlet_setting),
+    two_stage("per-outlet-setting", per_outlet_setting, kPerOutletSettingNeeds),
 };
 
 const Recogniser kAllOutletVoltage[] = {

@@ -125,8 +125,9 @@ const Recogniser kAllOutletsAndKey[] = {
     data_row("set-key-off", "[SUCCESS]Set Key OFF", both_fixed, "powerlock", "0"),
 };
 
+constexpr const char* kGuiOutletStatusNeeds[] = {"[SUCCESS]GUI Outlet", nullptr};
 const Recogniser kGuiOutletStatus[] = {
-    two_stage("gui-outlet-status", gui_outlet_status),
+    two_stage("gui-outlet-status", gui_outlet_status, kGuiOutletStatusNeeds),
 };
 
 const Recogniser kOutletSwitch[] = {

@@ -32,6 +32,10 @@ struct Recogniser {
   const char* key2 = nullptr;   // a second fixed key and value
   const char* value2 = nullptr;
   TwoStage two_stage = nullptr;
+  // A two-stage test's cheapest necessary condition: phrases (null-ended
+  // list) of which every message it takes contains at least one. The chain
+  // skips the test when none occurs. Null: the test is always tried.
+  const char* const* needs = nullptr;
 };
 
 struct Row {
@@ -47,16 +51,16 @@ constexpr Row row_of(const Recogniser (&items)[N]) {
 }
 
 constexpr Recogniser prefix(const char* name, const char* p, Handler h) {
-  return Recogniser{name, p, h, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+  return Recogniser{name, p, h, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
 }
-constexpr Recogniser two_stage(const char* name, TwoStage t) {
-  return Recogniser{name, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, t};
+constexpr Recogniser two_stage(const char* name, TwoStage t, const char* const* needs) {
+  return Recogniser{name, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, t, needs};
 }
 // A row whose action works on its data.
 constexpr Recogniser data_row(const char* name, const char* p, Action a, const char* key,
                               const char* value = nullptr, const char* key2 = nullptr,
                               const char* value2 = nullptr) {
-  return Recogniser{name, p, nullptr, a, key, value, key2, value2, nullptr};
+  return Recogniser{name, p, nullptr, a, key, value, key2, value2, nullptr, nullptr};
 }
 
 }  // namespace interp

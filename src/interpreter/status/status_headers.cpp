@@ -52,7 +52,11 @@ bool table_header(Context& ctx) {
   return false;
 }
 
-const Recogniser kStatusHeaderMessages[] = {two_stage("table-header", table_header)};
+// Every header above contains the first word of one of these ("PowerLimit"
+// contains "Power").
+constexpr const char* kTableHeaderNeeds[] = {"VoltMonitorMode", "Power", "Outlet", "SysStatus",
+                                             "SafeMode", "Sensor111", nullptr};
+const Recogniser kStatusHeaderMessages[] = {two_stage("table-header", table_header, kTableHeaderNeeds)};
 
 }  // namespace
 
