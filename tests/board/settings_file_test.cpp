@@ -25,67 +25,6 @@ struct Store {
   board::SettingsFile settings{files};
 };
 
-TEST(SettingsFile, PlainSet) {
-  struct SetCase {
-    const char* name;
-    const char* before;  // null: no file yet
-    const char* key;
-    std::string value;
-    std::string after;
-  } cases[] = {
-      {"changed key moves to the end", "HostName=Old\nwan_dhcp_hn=Old\n", "HostName", "Lab",
-       "wan_dhcp_hn=Old\nHostName=Lab\n"},
-      {"plain delete takes longer keys too", "XPower=1\nPower=0\nPowerMode5v=1\n", "Power", "1",
-       "PowerMode5v=1\nPower=1\n"},
-      {"plain delete takes a value holding KEY=", "Note=Power=3\nSEG7=1\n", "Power", "2",
-       "SEG7=1\nPower=2\n"},
-      {"every old line goes", "Power=1\nPower=2\nPower=3\n", "Power", "4", "Power=4\n"},
-      {"keys are case-sensitive", "power=1\n", "Power", "0", "power=1\nPower=0\n"},
-      {"single quote stored as it stands", "A=1\n", "TitleLabel", "Bob's PDU",
-       "A=1\nTitleLabel=Bob's PDU\n"},
-      {"value cut at LF", "", "HostName", "Lab\nZLTMerge=evil", "HostName=Lab\n"},
-      {"value cut at CR", "", "HostName", "Lab\r\n", "HostName=Lab\n"},
-      {"empty value", "HostName=Old\n", "HostName", "", "HostName=\n"},
-      {"missing file created", nullptr, "SEG7", "1", "SEG7=1\n"},
-      {"last line without newline", "A=1", "B", "2", "A=1\nB=2\n"},
-      {"shell words stay text", "", "TitleLabel", "$(reboot); `id` > /x", "TitleLabel=$(reboot); `id` > /x\n"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Store s;
-    if (c.before) s.scratch.write(kPath, c.before);
-    EXPECT_TRUE(s.settings.set(c.key, c.value));
-    EXPECT_EQ(s.scratch.read(kPath), c.after);
-  }
-}
-
-TEST(SettingsFile, AnchoredSetKeepsLongerKeys) {
-  Store s;
-  s.scratch.write(kPath, "XPower=1\nPower=0\nsensor11delay1=5\nNote=Power=3\n");
-  EXPECT_EQ(s.settings.update_config("Power", "1"), 0);
-  EXPECT_EQ(s.scratch.lines(kPath), (Lines{"XPower=1", "sensor11delay1=5", "Note=Power=3", "Power=1"}));
-}
-
-TEST(SettingsFile, MismatchedDeleteCollectsLines) {
-  Store s;
-  s.scratch.write(kPath, "sensor2minvalue=1\n");
-  EXPECT_TRUE(s.settings.set_mismatched("sensorm2invalue", "sensor2minvalue", "2"));
-  EXPECT_TRUE(s.settings.set_mismatched("sensorm2invalue", "sensor2minvalue", "3"));
-  EXPECT_EQ(s.scratch.lines(kPath), (Lines{"sensor2minvalue=1", "sensor2minvalue=2", "sensor2minvalue=3"}));
-  s.scratch.write(kPath, "sensorm2invalue=9\nA=1\n");
-  EXPECT_TRUE(s.settings.set_mismatched("sensorm2invalue", "sensor2minvalue", "4"));
-  EXPECT_EQ(s.scratch.lines(kPath), (Lines{"A=1", "sensor2minvalue=4"}));
-}
-
-TEST(SettingsFile, RemoveAndAppendAlone) {
-  Store s;
-  s.scratch.write(kPath, "Power=1\nA=2\nXPower=3\n");
-  EXPECT_TRUE(s.settings.remove("Power"));
-  EXPECT_EQ(s.scratch.lines(kPath), (Lines{"A=2"}));
-  EXPECT_TRUE(s.settings.append("A", "5\nB=6"));
-  EXPECT_EQ(s.scratch.lines(kPath), (Lines{"A=2", "A=5"}));
-}
-
 // The unit's command lines, whose lengths decide whether a change fits its buffer.
 size_t echo_line(const std::string& key, const std::string& value) {
   return ("echo '" + key + "=" + value + "' >> /user/argument.text").size();
@@ -99,58 +38,45 @@ std::string value_for(const std::string& key, size_t length) {
   return std::string(length - echo_line(key, ""), 'v');
 }
 
-TEST(SettingsFile, UpdateConfigLimits) {
+// The anchored delete (update_config) and the formatted one (set_formatted)
+// at their buffer limits: an echo line of 127 / 99 characters and a delete line
+// of 127 / 63 fit, one more does not.
+TEST(SettingsFile, CommandLineLimits) {
   const std::string key = "sensor12trigger";
-  const std::string long_key(127 - sed_line("", true) + 1, 'k');  // its delete line is 128 long
-  ASSERT_EQ(sed_line(long_key, true), 128u);
+  const std::string long_a(127 - sed_line("", true) + 1, 'a'), long_f(63 - sed_line("", false) + 1, 'f');
+  const std::string fit_f(long_f.size() - 1, 'g');
+  ASSERT_EQ(sed_line(long_a, true), 128u);
+  ASSERT_EQ(sed_line(long_f, false), 64u);
+  const Lines kept = {long_a + "=old", long_f + "=old", fit_f + "=old"};  // after key=old
+  auto plus = [](Lines l, const std::string& line) {
+    l.push_back(line);
+    return l;
+  };
+  const Lines whole = {key + "=old", long_a + "=old", long_f + "=old", fit_f + "=old"};
   struct LimitCase {
-    const char* name;
-    std::string key;
-    std::string value;
-    int result;
+    bool formatted;
+    std::string key, value;
+    bool ok;
     Lines after;
   } cases[] = {
-      {"echo line of 127 fits", key, value_for(key, 127), 0, {long_key + "=old", "A=1", key + "=" + value_for(key, 127)}},
-      {"echo line of 128 leaves the key deleted", key, value_for(key, 128), -1, {long_key + "=old", "A=1"}},
-      {"delete line of 128: appended without deleting", long_key, "1", 0,
-       {"sensor12trigger=old", long_key + "=old", "A=1", long_key + "=1"}},
-      {"neither line fits: nothing changes", long_key, value_for(long_key, 128), -1,
-       {"sensor12trigger=old", long_key + "=old", "A=1"}},
+      {false, key, value_for(key, 127), true, plus(kept, key + "=" + value_for(key, 127))},
+      {false, key, value_for(key, 128), false, kept},
+      {false, long_a, "1", true, plus(whole, long_a + "=1")},  // appended without deleting
+      {false, long_a, value_for(long_a, 128), false, whole},
+      {true, key, value_for(key, 99), true, plus(kept, key + "=" + value_for(key, 99))},
+      {true, key, value_for(key, 100), false, kept},
+      {true, fit_f, "1", true, plus({key + "=old", long_a + "=old", long_f + "=old"}, fit_f + "=1")},
+      {true, long_f, "1", true, plus(whole, long_f + "=1")},
+      {true, long_f, value_for(long_f, 100), false, whole},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(c.key.substr(0, 20) + (c.formatted ? " formatted " : " anchored ") + std::to_string(c.value.size()));
     Store s;
-    s.scratch.write(kPath, "sensor12trigger=old\n" + long_key + "=old\nA=1\n");
-    EXPECT_EQ(s.settings.update_config(c.key, c.value), c.result);
-    EXPECT_EQ(s.scratch.lines(kPath), c.after);
-  }
-}
-
-TEST(SettingsFile, FormattedLimits) {
-  const std::string key = "Outlet3";
-  const std::string long_key(63 - sed_line("", false) + 1, 'k');
-  ASSERT_EQ(sed_line(long_key, false), 64u);
-  struct LimitCase {
-    const char* name;
-    std::string key;
-    std::string value;
-    bool result;
-    Lines after;
-  } cases[] = {
-      {"echo line of 99 fits", key, value_for(key, 99), true, {"A=1", key + "=" + value_for(key, 99)}},
-      {"echo line of 100 leaves the key deleted", key, value_for(key, 100), false, {"A=1"}},
-      {"delete line of 63 fits", std::string(63 - sed_line("", false), 'k'), "1", true,
-       {"Outlet3=old", "A=1", std::string(63 - sed_line("", false), 'k') + "=1"}},
-      {"delete line of 64: appended without deleting", long_key, "1", true,
-       {"Outlet3=old", "A=1", long_key + "=1"}},
-      {"neither line fits: nothing changes", long_key, value_for(long_key, 100), false,
-       {"Outlet3=old", "A=1"}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Store s;
-    s.scratch.write(kPath, "Outlet3=old\nA=1\n");
-    EXPECT_EQ(s.settings.set_formatted(c.key, c.value), c.result);
+    std::string before;
+    for (const auto& line : whole) before += line + "\n";
+    s.scratch.write(kPath, before);
+    EXPECT_EQ(c.formatted ? s.settings.set_formatted(c.key, c.value) : s.settings.update_config(c.key, c.value) == 0,
+              c.ok);
     EXPECT_EQ(s.scratch.lines(kPath), c.after);
   }
 }
@@ -173,18 +99,31 @@ void apply(board::SettingsFile& s, const Op& op) {
   }
 }
 
-TEST(SettingsFile, OneWritePerMessage) {
+// One change alone, and a message's changes written once at its end.
+TEST(SettingsFile, ChangesAndOneWritePerMessage) {
   struct MessageCase {
     const char* name;
-    const char* before;
+    const char* before;  // null: no file yet
     std::vector<Op> ops;
     const char* after;
     uint64_t writes;
   } cases[] = {
+      {"changed key moves to the end", "HostName=Old\nwan_dhcp_hn=Old\n", {{'s', "HostName", "Lab"}},
+       "wan_dhcp_hn=Old\nHostName=Lab\n", 1},
+      {"plain delete takes longer keys and values holding KEY=", "XPower=1\nNote=Power=3\nPower=0\nPowerMode5v=1\n",
+       {{'s', "Power", "1"}}, "PowerMode5v=1\nPower=1\n", 1},
+      {"anchored delete keeps longer keys", "XPower=1\nPower=0\nsensor11delay1=5\nNote=Power=3\n",
+       {{'u', "Power", "1"}}, "XPower=1\nsensor11delay1=5\nNote=Power=3\nPower=1\n", 1},
+      {"value cut at LF", "", {{'s', "HostName", "Lab\nZLTMerge=evil"}}, "HostName=Lab\n", 1},
+      {"value cut at CR", "", {{'s', "HostName", "Lab\r\n"}}, "HostName=Lab\n", 1},
+      {"missing file created", nullptr, {{'s', "SEG7", "1"}}, "SEG7=1\n", 1},
+      {"last line without newline", "A=1", {{'s', "B", "2"}}, "A=1\nB=2\n", 1},
+      {"remove takes longer keys too, append cuts at LF", "Power=1\nA=2\nXPower=3\n",
+       {{'r', "Power", ""}, {'a', "A", "5\nB=6"}}, "A=2\nA=5\n", 1},
+      {"the mismatched delete takes the key it names", "sensorm2invalue=9\nA=1\n", {{'m', "sensor2minvalue", "4"}},
+       "A=1\nsensor2minvalue=4\n", 1},
       {"one key set twice: the last value, once", "A=1\nB=2\n", {{'s', "A", "3"}, {'s', "A", "4"}},
        "B=2\nA=4\n", 1},
-      {"a plain delete takes another key's line", "XPower=1\nPower=0\nC=1\n", {{'s', "Power", "0"}},
-       "Power=0\nC=1\n", 1},
       {"nothing changes: nothing written", "A=1\nXPower=1\nPower=0\n",
        {{'s', "A", "1"}, {'u', "Power", "0"}, {'f', "A", "1"}}, "A=1\nXPower=1\nPower=0\n", 0},
       {"changed and changed back: nothing written", "A=1\nB=2\n", {{'s', "A", "5"}, {'s', "A", "1"}},
@@ -197,18 +136,16 @@ TEST(SettingsFile, OneWritePerMessage) {
       {"the mismatched delete still collects lines", "sensor2minvalue=1\n",
        {{'m', "sensor2minvalue", "1"}, {'m', "sensor2minvalue", "1"}},
        "sensor2minvalue=1\nsensor2minvalue=1\nsensor2minvalue=1\n", 1},
-      {"duplicate lines of a key become one", "A=1\nB=2\nA=1\n", {{'s', "A", "1"}}, "A=1\nB=2\n", 1},
       {"a later delete takes an earlier append", "A=1\n", {{'a', "B", "2"}, {'r', "B", ""}}, "A=1\n", 0},
-      {"append-only lines stay in order", "", {{'a', "B", "2"}, {'a', "A", "1"}}, "B=2\nA=1\n", 1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Store s;
-    s.scratch.write(kPath, c.before);
+    if (c.before) s.scratch.write(kPath, c.before);
     {
       board::SettingsFile::Transaction message(s.settings);
       for (const Op& op : c.ops) apply(s.settings, op);
-      EXPECT_EQ(s.scratch.read(kPath), c.before) << "nothing is written before the message ends";
+      EXPECT_EQ(s.scratch.read(kPath), c.before ? c.before : "") << "nothing is written before the message ends";
     }
     EXPECT_EQ(s.scratch.read(kPath), c.after);
     EXPECT_EQ(s.settings.commit_count(), c.writes);
@@ -251,18 +188,20 @@ TEST(SettingsFile, ProgramsRunInAMessageSeeTheEarlierChanges) {
   EXPECT_EQ(s.settings.commit_count(), 2u);
 }
 
-std::vector<std::string> names_in(const std::string& dir) {
-  std::vector<std::string> names;
-  for (const auto& e : std::filesystem::directory_iterator(dir)) names.push_back(e.path().filename().string());
-  return names;
+// What a settings file printed to out (which is closed).
+std::string printed_by(std::FILE* out) {
+  std::string text;
+  std::rewind(out);
+  for (int c; (c = std::fgetc(out)) != EOF;) text += static_cast<char>(c);
+  std::fclose(out);
+  return text;
 }
 
 // Every write step of a commit fails once in turn, as in sqlite's I/O-error
-// tests: the file is then the old one or the new one, whole, and the next
-// commit writes what the failed one could not.
+// tests: the file is then the old one or the new one, whole, no temporary file
+// is left, and the next commit writes what the failed one could not.
 TEST(SettingsFile, FailedCommitKeepsItsChangesForTheNext) {
-  const std::string before = "HostName=Old\nSEG7=1\n";
-  const std::string after = "HostName=Lab\nSEG7=0\n";
+  const std::string before = "HostName=Old\nSEG7=1\n", after = "HostName=Lab\nSEG7=0\n";
   for (long step = 1; step <= 5; ++step) {
     SCOPED_TRACE("failing step " + std::to_string(step));
     Store s;
@@ -270,30 +209,25 @@ TEST(SettingsFile, FailedCommitKeepsItsChangesForTheNext) {
     std::FILE* out = std::tmpfile();
     board::SettingsFile settings(s.files, kPath, out);
     s.files.inject_fault(step, ENOSPC);
-    bool ok;
-    {
-      settings.begin();
-      settings.set("HostName", "Lab");
-      settings.update_config("SEG7", "0");
-      ok = settings.commit();
-    }
+    settings.begin();
+    settings.set("HostName", "Lab");
+    settings.update_config("SEG7", "0");
+    const bool ok = settings.commit();
     const std::string seen = s.scratch.read(kPath);
     EXPECT_TRUE(seen == before || seen == after) << seen;
-    EXPECT_EQ(names_in(s.scratch.path("/user")), Lines{"argument.text"}) << "no temporary file is left";
+    auto dir = std::filesystem::directory_iterator(s.scratch.path("/user"));
+    EXPECT_EQ(std::distance(dir, std::filesystem::directory_iterator()), 1);
     EXPECT_EQ(settings.failed_commit_count(), ok ? 0u : 1u);
     s.files.clear_fault();
     EXPECT_TRUE(settings.flush());
     EXPECT_EQ(s.scratch.read(kPath), after);
-    std::rewind(out);
-    char line[256] = "";
-    bool printed = std::fgets(line, sizeof line, out) != nullptr;
-    EXPECT_EQ(printed, !ok);
-    if (printed) {
-      EXPECT_NE(std::strstr(line, "/user/argument.text"), nullptr) << line;
-      EXPECT_NE(std::strstr(line, std::strerror(ENOSPC)), nullptr) << line;
-      EXPECT_NE(std::strstr(line, "HostName"), nullptr) << line;
+    const std::string printed = printed_by(out);
+    EXPECT_EQ(printed.empty(), ok);
+    for (const char* part : {"/user/argument.text", static_cast<const char*>(std::strerror(ENOSPC)), "HostName"}) {
+      if (!ok) {
+        EXPECT_NE(printed.find(part), std::string::npos) << printed;
+      }
     }
-    std::fclose(out);
   }
 }
 
@@ -313,24 +247,30 @@ TEST(SettingsFile, AFullDiskIsReportedOncePerEpisode) {
   { board::SettingsFile::Transaction message(settings); }
   EXPECT_EQ(s.scratch.read(kPath), "A=1\nB=2\nC=4\n") << "the file catches up";
   EXPECT_EQ(settings.commit_count(), 1u);
-  std::rewind(out);
-  char buf[1024];
-  size_t n = std::fread(buf, 1, sizeof buf, out);
-  const std::string printed(buf, n);
+  const std::string printed = printed_by(out);
   EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1) << printed;
   EXPECT_NE(printed.find("first key B"), std::string::npos) << printed;
-  std::fclose(out);
 }
 
-TEST(Files, AppendOnAFullDiskLeavesNoPartialLine) {
+TEST(Files, CopyAndAppend) {
   testing_support::ScratchRoot scratch;
   board::Files files(scratch.root());
+  scratch.write("/etc_ro/imglogo/a.png", "png");
+  scratch.write("/etc_ro/argument.text", "A=1\n");
+  scratch.write("/user/argument.text", "old\n");
+  EXPECT_TRUE(files.copy("/etc_ro/argument.text", "/user"));  // into a directory, over the old file
+  EXPECT_TRUE(files.copy("/etc_ro/imglogo", "/user"));        // a tree
+  EXPECT_TRUE(files.copy("/etc_ro/argument.text", "/user/copy.text"));
+  EXPECT_FALSE(files.copy("/etc_ro/missing", "/user"));
+  EXPECT_EQ(scratch.read("/user/argument.text"), "A=1\n");
+  EXPECT_EQ(scratch.read("/user/imglogo/a.png"), "png");
+  EXPECT_EQ(scratch.read("/user/copy.text"), "A=1\n");
+  // An append on a full disk leaves no partial line.
   scratch.write("/user/ZLT.log", "first.\n");
   files.inject_fault(1, ENOSPC);
   int error = 0;
   EXPECT_FALSE(files.append("/user/ZLT.log", "2026-11-22 System Warning: a long event text.\n", &error));
   EXPECT_EQ(error, ENOSPC);
-  EXPECT_EQ(scratch.read("/user/ZLT.log"), "first.\n");
   EXPECT_TRUE(files.append("/user/ZLT.log", "next.\n"));
   EXPECT_EQ(scratch.read("/user/ZLT.log"), "first.\nnext.\n");
 }

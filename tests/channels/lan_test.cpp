@@ -14,9 +14,11 @@
 
 #include <filesystem>
 #include <mutex>
+#include <sstream>
 
 #include "board/files.h"
 #include "channels/http_guard.h"
+#include "channels/live_report.h"
 #include "channels/origin.h"
 #include "channels/tcp_server.h"
 #include "channels/tls.h"
@@ -172,11 +174,11 @@ TEST(LanGui, AForeignPageGetsOnly403AndItsFirstFrameIsNeverRead) {
   }
 }
 
-// Serves lan.html on 127.0.0.1 and on 127.0.0.2 (another origin) and keeps
-// what the page posts to /result.
+// Serves the pages of tests/channels/data on 127.0.0.1 and on 127.0.0.2
+// (another origin) and keeps what a page posts to /result.
 class PageServer {
  public:
-  explicit PageServer(std::string page) : page_(std::move(page)) {
+  PageServer() {
     for (const char* addr : {"127.0.0.1", "127.0.0.2"}) {
       int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
       sockaddr_in a{};
@@ -187,7 +189,7 @@ class PageServer {
       ::listen(fd, 16);
       ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
       fds_.push_back({fd, POLLIN, 0});
-      urls_.push_back("http://" + std::string(addr) + ":" + std::to_string(ntohs(a.sin_port)) + "/lan.html?ws=");
+      urls_.push_back("http://" + std::string(addr) + ":" + std::to_string(ntohs(a.sin_port)) + "/");
     }
     thread_ = std::thread([this] {
       while (!stop_)
@@ -237,9 +239,12 @@ class PageServer {
       }
     }
     std::string reply = "HTTP/1.1 204 No Content\r\nConnection: close\r\n\r\n";
-    if (req.rfind("GET /lan.html", 0) == 0)
-      reply = "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " + std::to_string(page_.size()) +
-              "\r\nConnection: close\r\n\r\n" + page_;
+    if (req.rfind("GET /", 0) == 0) {
+      std::string page = board::read_file(std::string(PDUD_TEST_DATA) + "/channels/data/" +
+                                          req.substr(5, req.find_first_of("? ", 5) - 5)).value_or("");
+      reply = "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " + std::to_string(page.size()) +
+              "\r\nConnection: close\r\n\r\n" + page;
+    }
     else if (req.rfind("POST /result", 0) == 0 && body != std::string::npos) {
       std::lock_guard<std::mutex> hold(lock_);
       results_.push_back(req.substr(body, want));
@@ -248,7 +253,6 @@ class PageServer {
     ::close(c);
   }
 
-  std::string page_;
   std::vector<pollfd> fds_;
   std::vector<std::string> urls_;
   std::atomic<bool> stop_{false};
@@ -259,7 +263,7 @@ class PageServer {
 
 class LanBrowser : public ::testing::Test {
  protected:
-  LanBrowser() : pages(*board::read_file(std::string(PDUD_TEST_DATA) + "/channels/data/lan.html")) {
+  LanBrowser() {
     h.ch->macaddr = [](const char*) { return std::string("00:11:22:33:44:55"); };
     h.nvram.values = {{"Inputstatus", "1"}, {"Password", "secret"}, {"ChargingMode", "slow"}};
   }
@@ -277,14 +281,14 @@ TEST_F(LanBrowser, OnlyTheUnitsOwnPagesReadTheReportAndNoPagePutsTextOnTheMcuLin
   std::string ws = "ws://127.0.0.1:" + std::to_string(start_gui()) + "/";
   ASSERT_TRUE(wait_until([&] { return h.ch->tcp_port.load() != 0; }));
 
-  std::string foreign = pages.browse(pages.foreign_url() + ws + "&tcp=" + std::to_string(h.ch->tcp_port.load()),
+  std::string foreign = pages.browse(pages.foreign_url() + "lan.html?ws=" + ws + "&tcp=" + std::to_string(h.ch->tcp_port.load()),
                                      h.scratch.path("/profile-foreign"));
   EXPECT_EQ(foreign, "closed");
   EXPECT_NE(h.printed().find("WebSocket: refused a page of http://127.0.0.2:"), std::string::npos);
   EXPECT_NE(h.printed().find("sent an HTTP request line, connection closed"), std::string::npos);
   EXPECT_EQ(h.mcu.bytes(), "");
 
-  std::string own = pages.browse(pages.own_url() + ws, h.scratch.path("/profile-own"));
+  std::string own = pages.browse(pages.own_url() + "lan.html?ws=" + ws, h.scratch.path("/profile-own"));
   EXPECT_EQ(own.rfind("report\nGetAll\nVideostatus=1\n", 0), 0u) << own;
   EXPECT_NE(own.find("\npassword=secret\n"), std::string::npos);
 }
@@ -324,9 +328,29 @@ TEST_F(LanBrowser, WssForChromiumAndOpensslAndNoPlainClient) {
   EXPECT_NE(client.output.find("HTTP/1.1 101 Switching Protocols"), std::string::npos);
   ::close(to_client);
 
-  std::string own = pages.browse(pages.own_url() + "wss://127.0.0.1:" + std::to_string(port) + "/",
+  std::string own = pages.browse(pages.own_url() + "lan.html?ws=wss://127.0.0.1:" + std::to_string(port) + "/",
                                  h.scratch.path("/profile-wss"), "--ignore-certificate-errors");
   EXPECT_EQ(own.rfind("report\nGetAll\nVideostatus=1\n", 0), 0u) << own;
+}
+
+// The project's own page (data/gui.html) opens two connections, sends
+// "StartAudioMic" and a report request, closes the first and posts back what
+// it showed.
+TEST_F(LanBrowser, GuiPageGetsTheEchoAndTheWholeReportOnBothConnections) {
+  h.nvram.values = {{"Inputstatus", "1"}, {"IRLabel3", "TV"}, {"IRValue3", "0x30"}, {"ChargingMode", "slow"}};
+  std::string result = pages.browse(pages.own_url() + "gui.html?report=1&ws=" + std::to_string(start_gui()),
+                                    h.scratch.path("/profile-gui"));
+  // The close frame was answered (a clean close, code 1000) and the features ended with it.
+  EXPECT_NE(result.find("\nclosed 1000 clean"), std::string::npos) << result;
+  EXPECT_EQ(h.state._checkWebSocketReflesh.load(), 0);
+  std::string report;
+  for (const auto& [k, v] : channels::live_report(*h.ch)) report += k + v + "\n";
+  std::string shown[2];  // what each connection showed
+  std::istringstream in(result);
+  for (std::string line; std::getline(in, line);)
+    if (line.size() >= 2 && (line[0] == 'a' || line[0] == 'b') && line[1] == ' ') shown[line[0] - 'a'] += line.substr(2) + "\n";
+  EXPECT_EQ(shown[0], "StartAudioMic\nGetAll\n" + report);
+  EXPECT_EQ(shown[1], report);
 }
 
 }  // namespace

@@ -41,6 +41,29 @@ std::string take_file(int fd) {
 }
 }  // namespace
 
+pid_t start_process(const std::vector<std::string>& argv, int out_fd, int err_fd, bool own_group) {
+  if (argv.empty()) return -1;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  if (out_fd >= 0) posix_spawn_file_actions_adddup2(&actions, out_fd, STDOUT_FILENO);
+  if (err_fd >= 0) posix_spawn_file_actions_adddup2(&actions, err_fd, STDERR_FILENO);
+  posix_spawnattr_t attr;
+  posix_spawnattr_init(&attr);
+  if (own_group) {
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setpgroup(&attr, 0);
+  }
+  std::vector<char*> args;
+  for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  pid_t pid = -1;
+  if (::posix_spawnp(&pid, args[0], &actions, &attr, args.data(), environ) != 0) pid = -1;
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attr);
+  return pid;
+}
+
 // Both streams go to unlinked temporary files, read once the program has ended.
 ProcessResult run_process(const std::vector<std::string>& argv) {
   ProcessResult result;
@@ -48,23 +71,13 @@ ProcessResult run_process(const std::vector<std::string>& argv) {
   int out = ::mkstemp(out_name), err = ::mkstemp(err_name);
   ::unlink(out_name);
   ::unlink(err_name);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, err, STDERR_FILENO);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  std::vector<char*> args;
-  for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-  args.push_back(nullptr);
-  pid_t pid;
   int wstatus = 0;
-  if (!argv.empty() && out >= 0 && err >= 0 &&
-      ::posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ) == 0) {
+  pid_t pid = out >= 0 && err >= 0 ? start_process(argv, out, err) : -1;
+  if (pid > 0) {
     while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
     }
     result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
   }
-  posix_spawn_file_actions_destroy(&actions);
   result.out = take_file(out);
   result.err = take_file(err);
   return result;

@@ -2,6 +2,8 @@
 // Starting the built programs (pdud, pdu-nvram) from tests. A cross-built test
 // runs them under the emulator named by PDUD_TEST_EMULATOR, which is put in
 // front of every program's argv.
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
@@ -13,6 +15,11 @@ std::vector<std::string> emulator_prefix();
 // argv that starts the built program PDUD_BINARY_DIR/<program> with args.
 std::vector<std::string> built_program_argv(const std::string& program,
                                             const std::vector<std::string>& args);
+
+// Starts argv with standard input from /dev/null and standard output and
+// error on out_fd and err_fd (-1: the test's own), in a process group of its
+// own when asked; the pid, or -1.
+pid_t start_process(const std::vector<std::string>& argv, int out_fd, int err_fd, bool own_group = false);
 
 struct ProcessResult {
   int status = -1;  // exit status; 128 + signal when killed; -1 when it could not start

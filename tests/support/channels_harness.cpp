@@ -5,7 +5,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,8 +12,6 @@
 #include <cerrno>
 
 #include "support/board_process.h"
-
-extern char** environ;
 
 namespace testing_support {
 
@@ -31,7 +28,6 @@ int left(Clock::time_point end) {
 ssize_t LockedMcu::write(const char* data, size_t n) {
   std::lock_guard<std::mutex> hold(lock_);
   bytes_.append(data, n);
-  writes_.emplace_back(data, n);
   changed_.notify_all();
   return static_cast<ssize_t>(n);
 }
@@ -41,15 +37,9 @@ std::string LockedMcu::bytes() const {
   return bytes_;
 }
 
-std::vector<std::string> LockedMcu::writes() const {
-  std::lock_guard<std::mutex> hold(lock_);
-  return writes_;
-}
-
 void LockedMcu::clear() {
   std::lock_guard<std::mutex> hold(lock_);
   bytes_.clear();
-  writes_.clear();
 }
 
 bool LockedMcu::wait_for(const std::string& text) {
@@ -111,37 +101,30 @@ bool Client::send(const std::string& bytes) {
 bool Client::read_some() {
   char buf[65536];
   ssize_t r = ::recv(fd_, buf, sizeof buf, 0);
+  closed_ = r == 0 || (r < 0 && errno != EINTR && errno != EAGAIN);
   if (r <= 0) return false;
   received.append(buf, static_cast<size_t>(r));
   return true;
 }
 
-bool Client::wait_for(const std::string& text) {
+bool Client::read_until(const std::function<bool()>& done) {
   auto end = Clock::now() + kDeadline;
-  while (received.find(text) == std::string::npos) {
+  while (!done()) {
     pollfd p{fd_, POLLIN, 0};
     if (::poll(&p, 1, left(end)) <= 0 || !read_some()) return false;
   }
   return true;
+}
+
+bool Client::wait_for(const std::string& text) {
+  return read_until([&] { return received.find(text) != std::string::npos; });
 }
 
 bool Client::wait_bytes(size_t n) {
-  auto end = Clock::now() + kDeadline;
-  while (received.size() < n) {
-    pollfd p{fd_, POLLIN, 0};
-    if (::poll(&p, 1, left(end)) <= 0 || !read_some()) return false;
-  }
-  return true;
+  return read_until([&] { return received.size() >= n; });
 }
 
-bool Client::wait_closed() {
-  auto end = Clock::now() + kDeadline;
-  for (;;) {
-    pollfd p{fd_, POLLIN, 0};
-    if (::poll(&p, 1, left(end)) <= 0) return false;
-    if (!read_some()) return true;
-  }
-}
+bool Client::wait_closed() { return !read_until([] { return false; }) && closed_; }
 
 Listener::Listener() {
   fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -167,23 +150,11 @@ int Listener::accept_one() {
 Child::Child(const std::vector<std::string>& argv) {
   int pipe_fds[2];
   if (::pipe2(pipe_fds, O_CLOEXEC) != 0) return;
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipe_fds[1], 1);
-  posix_spawnattr_t attr;
-  posix_spawnattr_init(&attr);
-  posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
-  posix_spawnattr_setpgroup(&attr, 0);
   // A built program of a cross-build runs behind the test emulator.
   std::vector<std::string> full;
   if (argv[0].rfind(PDUD_BINARY_DIR, 0) == 0) full = emulator_prefix();
   full.insert(full.end(), argv.begin(), argv.end());
-  std::vector<char*> args;
-  for (const auto& a : full) args.push_back(const_cast<char*>(a.c_str()));
-  args.push_back(nullptr);
-  if (posix_spawnp(&pid_, args[0], &actions, &attr, args.data(), environ) != 0) pid_ = -1;
-  posix_spawn_file_actions_destroy(&actions);
-  posix_spawnattr_destroy(&attr);
+  pid_ = start_process(full, pipe_fds[1], -1, true);
   ::close(pipe_fds[1]);
   out_ = pipe_fds[0];
 }

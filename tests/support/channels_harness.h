@@ -33,7 +33,6 @@ class LockedMcu : public board::McuLine {
   ssize_t write(const char* data, size_t n) override;
   using board::McuLine::write;
   std::string bytes() const;
-  std::vector<std::string> writes() const;
   // Waits until the bytes contain text.
   bool wait_for(const std::string& text);
   // Forgets everything written so far.
@@ -43,7 +42,6 @@ class LockedMcu : public board::McuLine {
   mutable std::mutex lock_;
   std::condition_variable changed_;
   std::string bytes_;
-  std::vector<std::string> writes_;
 };
 
 class ChannelsHarness {
@@ -99,7 +97,9 @@ class Client {
 
  private:
   bool read_some();
+  bool read_until(const std::function<bool()>& done);
   int fd_ = -1;
+  bool closed_ = false;
 };
 
 // A TCP listener on a loopback ephemeral port.

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -15,28 +14,9 @@
 
 #include "board/files.h"
 
-extern char** environ;
-
 namespace testing_support {
 
 namespace {
-
-pid_t spawn(const std::vector<std::string>& argv, int out_fd) {
-  std::vector<char*> args;
-  for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-  args.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  if (out_fd >= 0) {
-    posix_spawn_file_actions_adddup2(&actions, out_fd, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, out_fd, STDERR_FILENO);
-  }
-  pid_t pid = -1;
-  int rc = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (rc != 0) throw std::runtime_error("cannot start " + argv[0] + ": " + std::strerror(rc));
-  return pid;
-}
 
 int wait_exit(pid_t pid, std::chrono::milliseconds deadline) {
   int status = 0;
@@ -110,7 +90,8 @@ void DaemonHarness::start(const std::vector<std::string>& extra_args) {
   if (::pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
   std::vector<std::string> args = {"--host", "--root", scratch.dir(), "--serial", line_path_, "--settle-ms", "0"};
   args.insert(args.end(), extra_args.begin(), extra_args.end());
-  pid_ = spawn(built_program_argv("pdud", args), fds[1]);
+  pid_ = start_process(built_program_argv("pdud", args), fds[1], fds[1]);
+  if (pid_ < 0) throw std::runtime_error("cannot start pdud");
   ::close(fds[1]);
   out_pipe_ = fds[0];
   out_thread_ = std::thread(&DaemonHarness::pump_output, this);

@@ -8,12 +8,8 @@
 
 namespace testing_support {
 
-namespace {
-std::FILE* open_output(char** buf, size_t* len) { return open_memstream(buf, len); }
-}  // namespace
-
 InterpreterHarness::InterpreterHarness()
-    : out_(open_output(&out_buf_, &out_len_)),
+    : out_(open_memstream(&out_buf_, &out_len_)),
       files(scratch.root()),
       settings(files),
       ctx(board::Board{files, nvram, settings, runner, clock, mcu, out_}, state) {}
@@ -33,14 +29,6 @@ int InterpreterHarness::feed(const std::string& message) {
 
 void InterpreterHarness::feed_all(const std::vector<std::string>& messages) {
   for (const auto& m : messages) feed(m);
-}
-
-std::string InterpreterHarness::setting(const std::string& key) const {
-  std::string found = "<absent>";
-  for (const auto& line : settings_lines()) {
-    if (line.compare(0, key.size() + 1, key + "=") == 0) found = line.substr(key.size() + 1);
-  }
-  return found;
 }
 
 std::string InterpreterHarness::nv(const std::string& key) const {

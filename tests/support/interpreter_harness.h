@@ -25,8 +25,6 @@ class InterpreterHarness {
   void set_model(const std::string& code) { nvram.values["ZLTMerge"] = code; }
   // The settings file's lines, in order.
   std::vector<std::string> settings_lines() const { return scratch.lines("/user/argument.text"); }
-  // The last value of key in the settings file, or "<absent>".
-  std::string setting(const std::string& key) const;
   std::string nv(const std::string& key) const;  // nvram value or "<absent>"
   // What handlers printed since the last call.
   std::string take_output();
