@@ -2,6 +2,9 @@
 // and sleeps out: the case files, and what they cannot say.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +30,30 @@ INSTANTIATE_TEST_SUITE_P(Interpreter, CaseFile,
                            return name.substr(name.rfind('/') + 1);
                          });
 
+// A row is named by the words of its prefix (camel case split, lower case,
+// without "the", "to", "is", "for" and "[SUCCESS]"), so a name in a trace or
+// `--explain` leads to its message, and a typo in either shows.
+TEST(Dispatcher, EachRowIsNamedByTheWordsOfItsPrefix) {
+  const std::set<std::string> skipped = {"the", "to", "is", "for", "success"};
+  std::set<std::string> names;
+  for (const interp::Recogniser* r : interp::recogniser_chain()) {
+    EXPECT_TRUE(names.insert(r->name).second) << "two rows named " << r->name;
+    if (!r->prefix) continue;
+    std::string words, word;
+    const std::string p = std::string(r->prefix) + " ";
+    for (size_t i = 0; i < p.size(); ++i) {
+      const bool split = !std::isalnum(static_cast<unsigned char>(p[i])) ||
+                         (i > 0 && std::islower(static_cast<unsigned char>(p[i - 1])) && std::isupper(static_cast<unsigned char>(p[i])));
+      if (split && !word.empty() && !skipped.count(word)) words += word;
+      if (split) word.clear();
+      if (std::isalnum(static_cast<unsigned char>(p[i]))) word += static_cast<char>(std::tolower(static_cast<unsigned char>(p[i])));
+    }
+    std::string name = r->name;
+    name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
+    EXPECT_EQ(name, words) << r->name << " \"" << r->prefix << '"';
+  }
+}
+
 TEST(Dispatcher, PrintsTheInputWithoutThePassthroughTag) {
   testing_support::InterpreterHarness h;
   h.feed("hello  telnet23 rest");
@@ -41,6 +68,19 @@ TEST(Dispatcher, CopyStringTranslatesOnlyInModeOne) {
     interp::CopyString(c.src, 256 + 3, dest, c.mode);
     EXPECT_EQ(dest[3], c.expected) << c.src << " mode " << c.mode;
   }
+}
+
+// Each outlet's time replies go to that outlet's keys, and only there.
+TEST(QueryReplies, PerOutletTimesGoToTheOutletsOwnKey) {
+  const std::pair<const char*, const char*> replies[] = {{"<GetOutletPowerOnTime ", "Powerdelay"},
+      {"<GetOutletPowerOffTime ", "Poweroffdelay"}, {"<GetOutletEleResetTime ", "ResetDelay"},
+      {"<GetOutletPowerRestaTime ", "Restadelay"}};
+  testing_support::InterpreterHarness h;
+  for (const auto& [reply, stem] : replies)
+    for (int n = 1; n <= 8; ++n) h.feed(reply + std::to_string(n) + " " + stem + std::to_string(n) + "s");
+  EXPECT_EQ(h.nvram.values.size(), 32u);
+  for (const auto& [key, value] : h.nvram.values) EXPECT_EQ(value, key + "s");
+  EXPECT_TRUE(h.settings_lines().empty());
 }
 
 // An IPv6 value is cut to 127 characters (lower-cased) or kept whole (the old form).

@@ -25,53 +25,32 @@ int open_descriptors() {
   return count;
 }
 
-TEST(InterfaceQuery, Loopback) {
+// Loopback answers; a missing interface fails with its message, clears an
+// earlier result, and no query leaves a socket open.
+TEST(InterfaceQuery, LoopbackAndAMissingInterface) {
+  const int before = open_descriptors();
+  ASSERT_GT(before, 0);
   EXPECT_STREQ(util::get_ipaddr("lo"), "127.0.0.1");
   EXPECT_STREQ(util::get_netmask("lo"), "255.0.0.0");
-  const char* mac = util::get_macaddr("lo");
-  ASSERT_NE(mac, nullptr);
-  EXPECT_STREQ(mac, "00:00:00:00:00:00");
+  ASSERT_NE(util::get_macaddr("lo"), nullptr);
+  EXPECT_STREQ(util::get_macaddr("lo"), "00:00:00:00:00:00");
   char out[16] = "garbage";
   EXPECT_EQ(util::getIfIp("lo", out), 0);
   EXPECT_STREQ(out, "127.0.0.1");
-}
-
-TEST(InterfaceQuery, MissingInterfaceFailsWithItsMessage) {
   testing::internal::CaptureStderr();
   EXPECT_STREQ(util::get_ipaddr(kMissing), "");
   EXPECT_STREQ(util::get_netmask(kMissing), "");
   EXPECT_EQ(util::get_macaddr(kMissing), nullptr);
-  char out[16] = "untouched";
+  std::strcpy(out, "untouched");
   EXPECT_EQ(util::getIfIp(kMissing, out), -1);
-  EXPECT_STREQ(out, "untouched");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "get_ipaddr: ioctl SIOCGIFADDR error for pdudnoif0\n"
-            "get_netmask: ioctl SIOCGIFNETMASK error for pdudnoif0\nget_macaddr: ioctl fail\n");
-}
-
-TEST(InterfaceQuery, FailureClearsAnEarlierResultAndBoundsTheName) {
-  EXPECT_STREQ(util::get_ipaddr("lo"), "127.0.0.1");
-  testing::internal::CaptureStderr();
-  EXPECT_STREQ(util::get_ipaddr(kMissing), "");
-  EXPECT_STREQ(util::get_ipaddr(std::string(64, 'x').c_str()), "");
-  testing::internal::GetCapturedStderr();
-  char out[16] = "untouched";
   EXPECT_EQ(util::getIfIp(std::string(64, 'x').c_str(), out), -1);
-}
-
-TEST(InterfaceQuery, QueriesCloseTheirSockets) {
-  int before = open_descriptors();
-  ASSERT_GT(before, 0);
-  char out[16];
-  testing::internal::CaptureStderr();
-  for (int i = 0; i < 50; ++i) {
-    util::getIfIp(kMissing, out);
-    util::getIfIp("lo", out);
-    util::get_ipaddr(kMissing);
-    util::get_macaddr(kMissing);
-    util::getWanIp(out);
-  }
-  testing::internal::GetCapturedStderr();
+  EXPECT_STREQ(out, "untouched");
+  EXPECT_STREQ(util::get_ipaddr(std::string(64, 'x').c_str()), "");
+  for (int i = 0; i < 20; ++i) util::getWanIp(out);
+  EXPECT_EQ(testing::internal::GetCapturedStderr().rfind(
+                "get_ipaddr: ioctl SIOCGIFADDR error for pdudnoif0\n"
+            "get_netmask: ioctl SIOCGIFNETMASK error for pdudnoif0\nget_macaddr: ioctl fail\n", 0),
+            0u);
   EXPECT_EQ(open_descriptors(), before);
 }
 
@@ -89,7 +68,6 @@ TEST(GetGateway, RouteTables) {
   const std::string deflt = route("br-lan2", "00000000", "0101A8C0", "0003", "00000000");
   const std::string up_via = route("eth2", "0000000A", "FE00000A", "0003", "000000FF");
   const std::string down_via = route("eth3", "0000000B", "FE00000B", "0002", "000000FF");
-  const std::string second_default = route("eth4", "00000000", "FE0000AC", "0003", "00000000");
   struct GatewayCase {
     const char* name;
     const char* mode;  // wanConnectionMode, null when absent
@@ -98,16 +76,12 @@ TEST(GetGateway, RouteTables) {
     const char* stored;  // wan_gateway, null when nothing is stored
   } cases[] = {
       {"default route on a DHCP unit", "DHCP", kHeader + lan + deflt, "192.168.1.1", "192.168.1.1"},
-      {"search stops at the first default route", "DHCPv6", kHeader + deflt + second_default + "garbage\n",
-       "192.168.1.1", "192.168.1.1"},
+      {"the first default route is taken", "DHCPv6", kHeader + deflt + up_via, "192.168.1.1", "192.168.1.1"},
       {"no default route: last route that was up", "DHCP", kHeader + up_via + down_via, "10.0.0.254",
        "10.0.0.254"},
       {"no default route, last up route has no gateway", "DHCP", kHeader + up_via + lan, "", ""},
       {"static unit stores nothing", "STATIC", kHeader + deflt, "192.168.1.1", nullptr},
-      {"lower-case mode stores nothing", "dhcp", kHeader + deflt, "192.168.1.1", nullptr},
       {"malformed line ends the search unstored", "DHCP", kHeader + lan + "eth0 not a route\n" + deflt, "",
-       nullptr},
-      {"short line ends the search unstored", "DHCP", kHeader + "eth0\t00000000\t0101A8C0\n" + deflt, "",
        nullptr},
       {"spaces as separators", "DHCP", kHeader + "br-lan2 00000000 0101A8C0 0003 0 0 0 00000000\n",
        "192.168.1.1", "192.168.1.1"},
