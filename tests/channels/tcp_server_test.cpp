@@ -39,10 +39,10 @@ class TcpServerTest : public ::testing::Test {
 
 TEST_F(TcpServerTest, NoPromptWhenMachineTypeIsFour) {
   start("4");  // the other machine types are prompted in every other test
-  Client client(h.ch->tcp_port.load());
-  // Without a prompt the first thing the client sees is the MCU's reply;
-  // nothing to send to yet drops the reply rather than sending it to descriptor 0.
+  // With no client yet a reply is dropped rather than sent to descriptor 0.
   h.output->to_tcp_client("nobody.", 7);
+  // Without a prompt the first thing the client sees is the MCU's reply.
+  Client client(h.ch->tcp_port.load());
   ASSERT_TRUE(client.send("x"));
   ASSERT_TRUE(h.mcu.wait_for("x"));
   h.output->to_tcp_client("reply.", 6);
