@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/hand_over.h"
-#include "fuzz/reader_rig.h"
+#include "fuzz/rigs.h"
 
 namespace {
 
@@ -36,9 +35,8 @@ TEST(FuzzRegression, MessageAfterOverflowHoldsOnlyItsOwnBytes) {
 TEST(FuzzRegression, HandOverOfManyDescriptorsKeepsOnlyTheSessionsOne) {
   for (bool port8000 : {false, true}) {
     ChannelsHarness h;
-    ASSERT_TRUE(fuzz_support::start_servers(h));
     std::set<int> before = fuzz_support::open_descriptors();
-    ASSERT_TRUE(fuzz_support::hand_over(h, port8000, 253, 3, 1));
+    fuzz_support::hand_over(*h.ch, port8000, 253, 3, 1);
     int kept = (port8000 ? h.ch->rev_fd8000 : h.ch->rev_fd)[3].load();
     ASSERT_GE(kept, 0);
     before.insert(kept);
