@@ -5,6 +5,7 @@
 // run its fixed command lines (MCU text only as an argument of a fixed form),
 // and only fixed lines may have gone to the MCU.
 #include <algorithm>
+#include <cstring>
 
 #include "fuzz/rigs.h"
 #include "interpreter/dispatcher.h"
@@ -46,25 +47,16 @@ struct CheckingRunner : board::CommandRunner {
 };
 
 // A fresh unit for every input.
-struct Unit {
-  ScratchRoot scratch;
-  MemoryNvram nvram;
-  CheckingRunner runner;
-  RecordingClock clock;
-  RecordingMcu mcu;
-  core::SharedState state;
-  board::Files files{scratch.root()};
-  board::SettingsFile settings{files};
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> out{std::fopen("/dev/null", "w"), std::fclose};
-  interp::Context ctx{board::Board{files, nvram, settings, runner, clock, mcu, out.get()}, state};
-  Unit() { runner.aes = scratch.path("/bin/aes.sh"); }
+struct Checked : Unit<CheckingRunner> {
+  interp::Context ctx{board, state};
+  Checked() { runner.aes = scratch.path("/bin/aes.sh"); }
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  Unit u;
+  Checked u;
   if (*kModels[data[0] & 7]) u.nvram.values["ZLTMerge"] = kModels[data[0] & 7];
   u.nvram.values["SnmpTrapreceiver1"] = "192.0.2.1";  // events raise traps
   u.state.CheckStatusMode.store(kModes[(data[0] >> 3) % 12]);
