@@ -38,18 +38,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string payload = rest.substr(i + 2, length);
     i += 2 + payload.size();
     raw = raw || (h & 0x40);
-    if (h & 0x40) {
-      stream += payload;
-      continue;
-    }
     const uint8_t key[4] = {h, length, 0x5a, 0xa5};
-    stream += static_cast<char>(h & 0x8f);
-    stream += static_cast<char>((h & 0x10 ? 0 : 0x80) | (length < 126 ? length : 126));
-    if (length >= 126) stream += std::string{'\0', static_cast<char>(length)};
-    if (!(h & 0x10)) stream.append(reinterpret_cast<const char*>(key), 4);
+    std::string frame{static_cast<char>(h & 0x8f),
+                      static_cast<char>((h & 0x10 ? 0 : 0x80) | std::min(length, uint8_t{126}))};
+    if (length >= 126) frame += std::string{'\0', static_cast<char>(length)};
+    if (!(h & 0x10)) frame.append(reinterpret_cast<const char*>(key), 4);
+    for (size_t k = 0; k < payload.size(); ++k) frame += static_cast<char>(payload[k] ^ key[k % 4]);
     if ((h & 0xf) == 0x9) pings.insert(payload);
     if (!(h & 0x8)) payloads += payload;
-    for (size_t k = 0; k < payload.size(); ++k) stream += static_cast<char>(payload[k] ^ key[k % 4]);
+    stream += h & 0x40 ? payload : frame;
   }
   std::vector<std::string> requests;
   channels::WsSession session([&](const std::string& r) {
@@ -70,7 +67,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         (k == 0 || events[k - 1].bytes.rfind("\x81", 0) != 0 || payload_of(events[k - 1].bytes) != bytes))
       fail("a message acted on without its echo", bytes);
     if (raw || k == 0 || events[k].kind != Kind::Send) continue;
-    if (bytes[0] == '\x81' && payloads.find(payload_of(bytes)) == std::string::npos) fail("echo of a text not sent", bytes);
+    if (bytes[0] == '\x81' && payloads.find(payload_of(bytes)) == std::string::npos)
+      fail("echo of a text not sent", bytes);
     if (bytes[0] == '\x8a' && !pings.count(payload_of(bytes))) fail("pong without its ping", bytes);
   }
   return 0;

@@ -18,8 +18,7 @@ def first_byte(model, mode):
 
 def write(target, name, data):
     os.makedirs(f"tests/fuzz/data/{target}", exist_ok=True)
-    with open(f"tests/fuzz/data/{target}/{name}", "wb") as f:
-        f.write(data)
+    open(f"tests/fuzz/data/{target}/{name}", "wb").write(data)
 
 
 def cases():
