@@ -16,7 +16,7 @@ TMPDIR=$(mktemp -d "$base/pdud-fuzz.XXXXXX")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 mkdir -p "$build/findings"
-for spec in interpreter:4000 serial_framing:3000 websocket:100000 tcp_input:200000 fd_handover:8000; do
+for spec in interpreter:10000 serial_framing:6000 websocket:100000 tcp_input:200000 fd_handover:8000; do
   target=${spec%%:*}
   if [ -n "$seconds" ]; then
     limit=-max_total_time=$seconds corpus=$build/corpus/$target
