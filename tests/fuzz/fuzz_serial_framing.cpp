@@ -1,9 +1,7 @@
 // The serial framing: bytes and silent reads fed to the reader. Byte 0xFF
 // escapes: 0xFF 0xFF is the data byte 0xFF, 0xFF k is k % 16 silent reads.
 // Every message queued for the worker must be a contiguous piece of the bytes.
-#include <cstdlib>
-
-#include "fuzz/reader_rig.h"
+#include "fuzz/rigs.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static auto* rig = new fuzz_support::ReaderRig;
@@ -22,11 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       for (int k = data[++i] % 16; k > 0; --k) reader.on_silence();
     }
   }
-  for (const std::string& m : rig->take()) {
-    if (bytes.find(m) == std::string::npos) {
-      std::fprintf(stderr, "queued message is not a piece of the input: [%s]\n", m.c_str());
-      std::abort();
-    }
-  }
+  for (const std::string& m : rig->take())
+    if (bytes.find(m) == std::string::npos) fuzz_support::fail("queued message is not a piece of the input", m);
   return 0;
 }

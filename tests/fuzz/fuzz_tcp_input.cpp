@@ -1,53 +1,47 @@
-// The TCP command input, through a real loopback connection to the command
-// server: the input is sent in pieces (the first byte sets their size), then
-// the client goes. What reached the MCU must be the input as sent, or, when a
-// telnet negotiation block (a byte 255) was dropped, a tail of it.
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-
+// The TCP command input as the server takes a peer's blocks: the first-input
+// rule (CommandInput), then the guard against browsers' requests (HttpGuard).
+// The first byte sets the block size. What reaches the MCU must be the input
+// less the dropped block, up to the first request line or Host: line and
+// nothing after it; each whole line that went on is a command line.
+#include "channels/http_guard.h"
 #include "channels/tcp_server.h"
-#include "support/channels_harness.h"
+#include "fuzz/rigs.h"
 
-namespace {
-
-using namespace testing_support;
-
-[[noreturn]] void fail(const char* what, const std::string& detail) {
-  std::fprintf(stderr, "%s: [%s]\n", what, detail.c_str());
-  std::abort();
-}
-
-struct Fixture {
-  ChannelsHarness h;
-  Fixture() {
-    h.run(channels::start_tcp_server(*h.ch, "0"));
-    if (!wait_until([&] { return h.ch->tcp_port.load() != 0; })) fail("no command server", "");
-  }
-};
-
-}  // namespace
+using namespace fuzz_support;
+using channels::LineKind;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static Fixture* f = new Fixture;
   if (size < 1) return 0;
-  std::string sent(reinterpret_cast<const char*>(data) + 1, size - 1);
-  size_t piece = data[0] % 64 + 1;
-  f->h.mcu.clear();
-  {
-    Client c(f->h.ch->tcp_port.load());
-    if (!c.wait_for(channels::kCommandPrompt)) fail("no prompt", "");
-    for (size_t at = 0; at < sent.size(); at += piece)
-      if (!c.send(sent.substr(at, piece))) fail("send failed", "");
+  const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const size_t block = data[0] % 64 + 1;
+  channels::CommandInput first;
+  channels::HttpGuard guard;
+  first.accepted();
+  std::string kept, got;  // the blocks past the first-input rule; what went on
+  bool refused = false, decided = false;
+  for (size_t at = 0; at < input.size() && !refused; at += block) {
+    std::string piece = input.substr(at, block);
+    bool forwarded = first.forward(piece.data(), piece.size());
+    // The rule drops at most one block, with a byte 255, before any other went on.
+    if (!forwarded && (decided || piece.find('\xff') == std::string::npos)) fail("a block dropped wrongly", piece);
+    decided = true;
+    if (!forwarded) continue;
+    kept += piece;
+    refused = !guard.feed(piece.data(), piece.size(), got);
   }
-  // The server frees the slot once it has read everything and the end.
-  auto& slot = f->h.ch->clients.TcpClient[0].fd;
-  auto end = std::chrono::steady_clock::now() + kDeadline;
-  while (slot.load() >= 0)  // a finer wait than wait_until's: this runs thousands of times
-    if (std::chrono::steady_clock::now() > end) fail("the slot stays taken", "");
-    else std::this_thread::sleep_for(std::chrono::microseconds(20));
-  std::string got = f->h.mcu.bytes();
-  bool tail = got.size() <= sent.size() && sent.compare(sent.size() - got.size(), got.size(), got) == 0;
-  if (sent.find('\xff') == std::string::npos ? got != sent : !tail) fail("MCU bytes differ", got);
+  if (kept.compare(0, got.size(), got) != 0) fail("MCU bytes are not the input", got);
+  size_t start = got.rfind('\n') + 1;  // of the line the guard still holds or refused
+  for (size_t pos = 0; pos < start;) {
+    size_t end = got.find('\n', pos);
+    if (channels::classify_line(got.substr(pos, end - pos)) != LineKind::kCommand)
+      fail("an HTTP line went on", got.substr(pos, end - pos));
+    pos = end + 1;
+  }
+  size_t end = kept.find('\n', start), held = kept.size() - got.size();
+  bool right = !refused ? end == std::string::npos && held <= channels::HttpGuard::kHoldMax
+               : end != std::string::npos
+                   ? channels::classify_line(kept.substr(start, end - start)) != LineKind::kCommand
+                   : held > channels::HttpGuard::kHoldMax;
+  if (!right) fail(refused ? "refused a command line" : "held back a whole line", kept.substr(start));
   return 0;
 }

@@ -4,12 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/hand_over.h"
-#include "fuzz/reader_rig.h"
+#include "fuzz/rigs.h"
 
 namespace {
-
-using namespace testing_support;
 
 // serial_framing: an overflow clears only the start of the receive buffer; a
 // later message longer than that must not pick up the older bytes beyond it.
@@ -28,21 +25,6 @@ TEST(FuzzRegression, MessageAfterOverflowHoldsOnlyItsOwnBytes) {
     std::string message(1100, 'B');
     for (char c : old + message + row.end) c == '~' ? reader.on_silence() : reader.on_byte(c);
     EXPECT_EQ(rig.take(), std::vector<std::string>{message + row.queued_tail}) << "ended by " << row.queued_tail;
-  }
-}
-
-// fd_handover: a hand-over carrying more than 64 descriptors leaked those
-// past the 64th. Every one that is not kept must be closed.
-TEST(FuzzRegression, HandOverOfManyDescriptorsKeepsOnlyTheSessionsOne) {
-  for (bool port8000 : {false, true}) {
-    ChannelsHarness h;
-    ASSERT_TRUE(fuzz_support::start_servers(h));
-    std::set<int> before = fuzz_support::open_descriptors();
-    ASSERT_TRUE(fuzz_support::hand_over(h, port8000, 253, 3, 1));
-    int kept = (port8000 ? h.ch->rev_fd8000 : h.ch->rev_fd)[3].load();
-    ASSERT_GE(kept, 0);
-    before.insert(kept);
-    EXPECT_EQ(fuzz_support::open_descriptors(), before) << (port8000 ? "port 8000" : "port 23");
   }
 }
 

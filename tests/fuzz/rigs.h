@@ -1,26 +1,28 @@
 #pragma once
-// The serial reader's surroundings for the framing target and its regression
-// tests: the board as recording doubles and a worker that collects every
-// message queued for the interpreter.
-#include <cstdio>
-#include <memory>
-#include <mutex>
-#include <string>
+// What the fuzz targets and their regression tests share: failing with the
+// offending text, and the serial reader's surroundings.
+#include <set>
 #include <utility>
-#include <vector>
 
 #include "core/serial_reader.h"
-#include "support/fakes.h"
-#include "support/scratch_root.h"
+#include "support/channels_harness.h"
 
 namespace fuzz_support {
 
 using namespace testing_support;
 
-struct ReaderRig {
+[[noreturn]] inline void fail(const char* what, const std::string& detail = "") {
+  std::fprintf(stderr, "%s: [%s]\n", what, detail.c_str());
+  std::abort();
+}
+
+// A unit on a scratch root, its board made of test doubles (Runner records
+// or checks the commands run).
+template <class Runner>
+struct Unit {
   ScratchRoot scratch;
   MemoryNvram nvram;
-  RecordingRunner runner;
+  Runner runner;
   RecordingClock clock;
   RecordingMcu mcu;
   core::SharedState state;
@@ -28,6 +30,10 @@ struct ReaderRig {
   board::SettingsFile settings{files};
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> out{std::fopen("/dev/null", "w"), std::fclose};
   board::Board board{files, nvram, settings, runner, clock, mcu, out.get()};
+};
+
+// A worker that collects every message queued for the interpreter.
+struct ReaderRig : Unit<RecordingRunner> {
   core::McuOutput nowhere;
   std::mutex lock;
   std::vector<std::string> queued;
