@@ -16,12 +16,12 @@ TMPDIR=$(mktemp -d "$base/pdud-fuzz.XXXXXX")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 mkdir -p "$build/findings"
-for spec in interpreter:10000 serial_framing:6000 websocket:100000 tcp_input:200000 fd_handover:8000; do
-  target=${spec%%:*}
+for entry in interpreter:10000 serial_framing:6000 websocket:100000 tcp_input:200000 fd_handover:8000; do
+  target=${entry%%:*}
   if [ -n "$seconds" ]; then
     limit=-max_total_time=$seconds corpus=$build/corpus/$target
   else
-    limit=-runs=${spec#*:} corpus=$build/corpus-fixed/$target
+    limit=-runs=${entry#*:} corpus=$build/corpus-fixed/$target
     rm -rf "$corpus"
   fi
   mkdir -p "$corpus"
