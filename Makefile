@@ -42,7 +42,7 @@ fuzz:
 	cmake --build --preset fuzz
 	sh tests/fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
-ci: test asan tsan mipsel fuzz
+ci: test fuzz asan tsan mipsel
 
 clean:
 	rm -rf build
