@@ -52,6 +52,7 @@ TEST(Integers, ConvertBothWaysAndPower) {
       {"-5", 0, -5},          {"2147483647", 0, INT_MAX}, {"-2147483647", 0, -INT_MAX},
       {"00000000001", 0, 1},  {"", -1, 12345},            {"-", -2, 12345},
       {"2147483648", -4, 12345}, {"-2147483648", -4, 12345}, {"12a", -5, 12345}, {"+1", -5, 12345},
+      {"02147483648", -4, 12345},  // leading zeros do not hide a value past the largest
   };
   for (const auto& c : cases) {
     int value = 12345;
