@@ -1,0 +1,196 @@
+// The system log, the outlet logs, the SNMP traps they raise, and the
+// interval energy records.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "records/event_log.h"
+#include "records/interval_energy.h"
+#include "records/snmp_trap.h"
+#include "support/board_process.h"
+#include "support/interpreter_harness.h"
+#include "support/wait.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// One line with one full stop in the log of its kind, 150 ms after; only the
+// system log raises traps, to the receivers that are set, for critical events
+// and warnings that are not about sensors, while traps are not off.
+TEST(SystemLog, EachKindWritesItsOwnLogAndTheSystemLogRaisesTraps) {
+  const char *zlt = "/user/ZLT.log", *none = nullptr;
+  const struct { int kind; const char *text, *file, *line, *mode, *r1, *r2; Lines receivers; } cases[] = {
+      {0, "Outlet 4 Critical: overload", zlt, "Outlet 4 Critical: overload.\n", "1", "r1", "r2", {"r1", "r2"}},
+      {1, "Critical: ended.", "/user/Outlet1.log", "Critical: ended..\n", "1", "r1", "r2", {}},
+      {8, "Critical\nsecond line", "/user/Outlet8.log", "Critical.\n", "1", "r1", none, {}},
+      {2, "", "/user/Outlet2.log", ".\n", "1", "r1", none, {}},
+      {9, "Critical", none, none, "1", "r1", none, {}}, {-1, "Critical", none, none, "1", "r1", none, {}},
+      {0, "Warning: hot", zlt, "Warning: hot.\n", "1", "r1", none, {"r1"}},
+      {0, "Critical", zlt, "Critical.\n", "1", none, "r2", {"r2"}},
+      {0, "Critical", zlt, "Critical.\n", none, "r1", none, {"r1"}},
+      {0, "Critical", zlt, "Critical.\n", "3", "r1", "r2", {}}, {0, "Critical", zlt, "Critical.\n", "30", "r1", "r2", {}},
+      {0, "Sensor1 Critical", zlt, "Sensor1 Critical.\n", "1", "r1", none, {}},
+      {0, "Outlet 1 On", zlt, "Outlet 1 On.\n", "1", "r1", none, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.text) + " kind " + std::to_string(c.kind) + " mode " + (c.mode ? c.mode : "absent"));
+    testing_support::InterpreterHarness h;
+    for (auto [key, value] : {std::pair{"EnableSnmpTrap", c.mode}, {"SnmpTrapreceiver1", c.r1}, {"SnmpTrapreceiver2", c.r2}})
+      if (value) h.nvram.values[key] = value;
+    records::systemlog(h.ctx, c.kind, c.text);
+    for (int n = 0; n <= 8; ++n) {
+      const std::string file = n ? "/user/Outlet" + std::to_string(n) + ".log" : zlt;
+      EXPECT_EQ(h.scratch.exists(file), c.file && file == c.file) << file;
+    }
+    if (c.file) { EXPECT_EQ(h.scratch.read(c.file), c.line); }
+    EXPECT_EQ(h.clock.sleeps, c.file ? std::vector<long>{150} : std::vector<long>{});
+    Lines sent;
+    for (const auto& argv : h.runner.argvs) sent.push_back(argv.at(5));  // v2c: the receiver
+    EXPECT_EQ(sent, c.receivers);
+  }
+}
+
+TEST(SystemLog, SizeLimitKeepsTheLineCountOfTheSystemLogOnly) {
+  testing_support::InterpreterHarness h;
+  h.scratch.write("/user/ZLT.log", "a.\nb.\n");
+  h.scratch.write("/user/Outlet1.log", "x.\n");
+  h.nvram.values["logfilesize"] = "0";
+  records::systemlog(h.ctx, 0, "c");
+  records::systemlog(h.ctx, 1, "y");
+  h.nvram.values["logfilesize"] = "1";
+  records::systemlog(h.ctx, 0, "d");
+  EXPECT_EQ(h.scratch.lines("/user/ZLT.log"), (Lines{"b.", "c.", "d."}));
+  EXPECT_EQ(h.scratch.lines("/user/Outlet1.log"), (Lines{"x.", "y."}));
+  EXPECT_EQ(h.clock.sleeps, (std::vector<long>{150, 150, 150, 150}));
+}
+
+// The line the unit prints for a trap: the arguments, the empty uptime as ''
+// and the message between single quotes.
+std::string printed(const Lines& argv) {
+  std::string line = "Executing:";
+  for (size_t i = 0; i + 1 < argv.size(); ++i) line += " " + (argv[i].empty() ? "''" : argv[i]);
+  return line + " '" + argv.back() + "'\n";
+}
+
+// A message longer than the unit's 512-byte command buffer is cut to fit
+// (a command line of 511 characters); null arguments send nothing.
+TEST(SnmpTrap, ArgumentListsAndPrintedLineFollowTheMode) {
+  auto v2c = [](const std::string& message) {
+    return Lines{"snmptrap", "-v", "2c", "-c", "public", "rx", "", "1.3.6.1.2.1.1", "1.3.6.1.2.1.1.6", "s", message};
+  };
+  auto v1 = [](const char* agent) {
+    return Lines{"snmptrap", "-v", "1", "-c", "public", "rx", "1.3.6.1.2.1.1", agent, "6", "0", "",
+                 "1.3.6.1.2.1.1.6", "s", "Warning: hot"};
+  };
+  const std::string longest = "Critical " + std::string(600, 'x');
+  const struct { const char *mode, *tcpip; std::string message; Lines argv; } cases[] = {  // empty argv: no trap
+      {"1", "1", "Outlet 2 Critical", v2c("Outlet 2 Critical")}, {"7", "1", "Outlet 2 Critical", v2c("Outlet 2 Critical")},
+      {"0", "00", "Warning: hot", v1("192.0.2.7")}, {"0", "01", "Warning: hot", v1("10.0.0.9")},
+      {"2", "1", "Critical: it's off", {"snmptrap", "-v", "3", "-l", "noAuthNoPriv", "-u", "ops", "rx", "",
+                                        "1.3.6.1.2.1.1", "1.3.6.1.2.1.1.6", "s", "Critical: it's off"}},
+      {"3", "1", "Critical", {}}, {"1", "1", "CRITICAL warning", {}},
+      {"1", "1", longest, v2c(longest.substr(0, 446))},  // 64 characters before the message, 1 after
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.message + " mode " + c.mode + " Enabletcpip " + c.tcpip);
+    testing_support::InterpreterHarness h;
+    h.nvram.values.insert({{"EnableSnmpTrap", c.mode}, {"Enabletcpip", c.tcpip}, {"EnableSnmpV2public", "public"},
+                           {"SnmpV3Username", "ops"}, {"SnmpV3AuthPassword", "secret1"},
+                           {"wan_ipaddr", "192.0.2.7"}, {"lan_ipaddr", "10.0.0.9"}});
+    records::send_snmp_trap(h.ctx, "rx", c.message.c_str());
+    records::send_snmp_trap(h.ctx, nullptr, "Critical");
+    records::send_snmp_trap(h.ctx, "rx", nullptr);
+    EXPECT_EQ(h.runner.argvs, c.argv.empty() ? std::vector<Lines>{} : std::vector<Lines>{c.argv});
+    EXPECT_EQ(h.take_output(), c.argv.empty() ? "" : printed(c.argv));
+  }
+}
+
+// A real receiver: net-snmp's snmptrapd on a local socket, its files (and
+// snmptrap's: no MIBs, persistent data) under the scratch directory. The
+// message is one argument, quotes and shell words included, and nothing of it runs.
+TEST(SnmpTrap, RealReceiverLogsEachVersion) {
+  testing_support::InterpreterHarness h;
+  const std::string dir = h.scratch.path("/snmp"), receiver = "unix:" + dir + "/trapd.sock";
+  h.scratch.write("/snmp/snmptrapd.conf", "disableAuthorization yes\n");
+  for (const auto& [name, value] : {std::pair<const char*, std::string>{"SNMPCONFPATH", dir},
+                                    {"SNMP_PERSISTENT_DIR", dir + "/persist"}, {"MIBDIRS", dir}, {"MIBS", ""}})
+    ::setenv(name, value.c_str(), 1);
+  struct Stop {
+    pid_t pid;
+    ~Stop() { if (pid > 0 && ::kill(pid, SIGTERM) == 0) ::waitpid(pid, nullptr, 0); }
+  } trapd{testing_support::start_process({"/usr/sbin/snmptrapd", "-f", "-On", "-C", "-c", dir + "/snmptrapd.conf",
+                                          "-Lf", dir + "/trapd.log", receiver}, -1, -1)};
+  auto log = [&] { return h.scratch.read("/snmp/trapd.log"); };
+  ASSERT_TRUE(testing_support::wait_until([&] { return log().find("NET-SNMP version") != std::string::npos; },
+                                          std::chrono::seconds(10)))
+      << "snmptrapd did not start: it comes with the Debian packages snmptrapd and snmp";
+  const std::string marker = h.scratch.path("/ran");
+  const struct { const char* mode; std::string message; Lines logged; } cases[] = {
+      {"1", "Outlet 1 Critical: it's $(touch " + marker + ")",
+       {".1.3.6.1.6.3.1.1.4.1.0 = OID: .1.3.6.1.2.1.1",
+        ".1.3.6.1.2.1.1.6 = STRING: \"Outlet 1 Critical: it's $(touch " + marker + ")\""}},
+      {"0", "Warning: v1 trap",
+       {"10.20.30.40 [10.20.30.40]", "TRAP, SNMP v1, community pdudpub",
+        ".1.3.6.1.2.1.1 Enterprise Specific Trap (0)", ".1.3.6.1.2.1.1.6 = STRING: \"Warning: v1 trap\""}},
+  };
+  board::SystemRunner runner;
+  board::Board b{h.files, h.nvram, h.settings, runner, h.clock, h.mcu, h.ctx.out};
+  h.nvram.values.insert({{"EnableSnmpV2public", "pdudpub"}, {"Enabletcpip", "1"}, {"lan_ipaddr", "10.20.30.40"}});
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string("mode ") + c.mode);
+    h.nvram.values["EnableSnmpTrap"] = c.mode;
+    records::send_snmp_trap(b, receiver.c_str(), c.message.c_str());
+    testing_support::wait_until([&] { return log().find(c.logged.back()) != std::string::npos; });
+    for (const auto& text : c.logged) EXPECT_NE(log().find(text), std::string::npos) << text << "\n" << log();
+  }
+  EXPECT_FALSE(h.scratch.exists("/ran"));
+}
+
+std::string numbered_records(int count, int outlet) {
+  std::string text;
+  for (int i = 1; i <= count; ++i) text += std::to_string(outlet) + " " + std::to_string(i) + ".500000\n";
+  return text;
+}
+
+TEST(IntervalEnergy, RemovesTheRecordsOfOneOutletOrOfAll) {
+  const std::string three = "1 0.5\n2 0.25\n1 0.75\n";
+  const struct { std::string before; unsigned outlet; std::string after, printed; } cases[] = {
+      {three, 1, "2 0.250000\n", "Cleaned 2 record(s) for outlet 1.\n"},
+      {three, 3, "1 0.500000\n2 0.250000\n1 0.750000\n", "No record found for outlet 3.\n"},
+      {three, 0, "", "Cleaned 3 record(s) for outlet 0.\n"},
+      // Any white space between the fields; a line that does not parse ends the reading.
+      {"1\t0.5 2   0.25\n\n3 1e1\n", 2, "1 0.500000\n3 10.000000\n", "Cleaned 1 record(s) for outlet 2.\n"},
+      {"1 0.5\n2 x\n3 0.25\n", 1, "", "Cleaned 1 record(s) for outlet 1.\n"},
+      // At most twenty records are kept; the twenty-first is not counted.
+      {numbered_records(25, 4), 5, numbered_records(20, 4), "No record found for outlet 5.\n"},
+      {numbered_records(21, 4), 4, "", "Cleaned 20 record(s) for outlet 4.\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.before);
+    testing_support::InterpreterHarness h;
+    h.scratch.write("/user/intervalenergy", c.before);
+    EXPECT_EQ(records::clean_interval_energy(h.ctx, c.outlet), 0);
+    EXPECT_EQ(h.scratch.read("/user/intervalenergy"), c.after);
+    EXPECT_EQ(h.take_output(), c.printed);
+  }
+}
+
+// No file is nothing to do; a file that cannot be rewritten stays as it was.
+TEST(IntervalEnergy, NoFileOrAFailedRewrite) {
+  testing_support::InterpreterHarness h;
+  EXPECT_EQ(records::clean_interval_energy(h.ctx, 1), 0);
+  EXPECT_FALSE(h.scratch.exists("/user/intervalenergy"));
+  h.scratch.write("/user/intervalenergy", "1 0.5\n");
+  h.files.inject_fault(1, EIO);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(records::clean_interval_energy(h.ctx, 1), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: cannot write to /user/intervalenergy\n");
+  EXPECT_EQ(h.scratch.read("/user/intervalenergy"), "1 0.5\n");
+  EXPECT_EQ(h.take_output(), "");
+}
+
+}  // namespace

@@ -1,0 +1,186 @@
+// Interface queries against the kernel, the default gateway from a route
+// table, dotted-quad, mask and host-range checks, the integer helpers, the
+// board's cipher script and the MD5 digest.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <optional>
+
+#include "support/fakes.h"
+#include "support/scratch_root.h"
+#include "util/cipher.h"
+#include "util/net.h"
+
+namespace {
+
+long open_descriptors() {
+  using std::filesystem::directory_iterator;
+  return std::distance(directory_iterator("/proc/self/fd"), directory_iterator{});
+}
+
+// Loopback answers; a missing interface fails with its message, clears an
+// earlier result, and no query leaves a socket open.
+TEST(InterfaceQuery, LoopbackAndAMissingInterface) {
+  const long before = open_descriptors();
+  EXPECT_STREQ(util::get_ipaddr("lo"), "127.0.0.1");
+  EXPECT_STREQ(util::get_netmask("lo"), "255.0.0.0");
+  ASSERT_NE(util::get_macaddr("lo"), nullptr);
+  EXPECT_STREQ(util::get_macaddr("lo"), "00:00:00:00:00:00");
+  char out[16] = "garbage";
+  EXPECT_EQ(util::getIfIp("lo", out), 0);
+  EXPECT_STREQ(out, "127.0.0.1");
+  testing::internal::CaptureStderr();
+  EXPECT_STREQ(util::get_ipaddr("pdudnoif0"), "");
+  EXPECT_STREQ(util::get_netmask("pdudnoif0"), "");
+  EXPECT_EQ(util::get_macaddr("pdudnoif0"), nullptr);
+  std::strcpy(out, "untouched");
+  EXPECT_EQ(util::getIfIp("pdudnoif0", out), -1);
+  EXPECT_EQ(util::getIfIp(std::string(64, 'x').c_str(), out), -1);
+  EXPECT_STREQ(out, "untouched");
+  EXPECT_STREQ(util::get_ipaddr(std::string(64, 'x').c_str()), "");
+  for (int i = 0; i < 20; ++i) util::getWanIp(out);
+  EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("get_ipaddr: ioctl SIOCGIFADDR error for pdudnoif0\n"
+            "get_netmask: ioctl SIOCGIFNETMASK error for pdudnoif0\nget_macaddr: ioctl fail\n", 0), 0u);
+  EXPECT_EQ(open_descriptors(), before);
+}
+
+std::string route(const char* iface, const char* dest, const char* gw, const char* flags, const char* mask) {
+  return std::string(iface) + "\t" + dest + "\t" + gw + "\t" + flags + "\t0\t0\t0\t" + mask + "\t0\t0\t0\n";
+}
+
+TEST(GetGateway, RouteTables) {
+  const std::string head = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n";
+  const std::string lan = route("br-lan", "0001A8C0", "00000000", "0001", "00FFFFFF");
+  const std::string deflt = route("br-lan2", "00000000", "0101A8C0", "0003", "00000000");
+  const std::string up_via = route("eth2", "0000000A", "FE00000A", "0003", "000000FF");
+  const std::string down_via = route("eth3", "0000000B", "FE00000B", "0002", "000000FF");
+  const struct {
+    const char* mode;  // wanConnectionMode, null when absent
+    std::string table, returned, stored;  // stored: wan_gateway, "-" when nothing is stored
+  } cases[] = {
+      {"DHCP", head + lan + deflt, "192.168.1.1", "192.168.1.1"},  // the default route
+      {"DHCPv6", head + deflt + up_via, "192.168.1.1", "192.168.1.1"},  // the first one
+      {"DHCP", head + up_via + down_via, "10.0.0.254", "10.0.0.254"},  // else the last route that was up
+      {"DHCP", head + up_via + lan, "", ""},  // ... which may have no gateway
+      {"STATIC", head + deflt, "192.168.1.1", "-"}, {nullptr, head + deflt, "192.168.1.1", "-"},
+      {"DHCP", head + lan + "eth0 not a route\n" + deflt, "", "-"},  // a malformed line ends the search
+      {"DHCP", head + "br-lan2 00000000 0101A8C0 0003 0 0 0 00000000\n", "192.168.1.1", "192.168.1.1"},
+      // A line longer than the read buffer goes on as another that does not parse.
+      {"DHCP", head + up_via.substr(0, up_via.size() - 7) + std::string(300, ' ') + "x\n" + deflt, "10.0.0.254", "-"},
+      {"DHCP", "", "", "-"},  // no route table
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.table);
+    testing_support::ScratchRoot scratch;
+    if (!c.table.empty()) scratch.write("/proc/net/route", c.table);
+    board::Files files(scratch.root());
+    testing_support::MemoryNvram nvram;
+    if (c.mode) nvram.values["wanConnectionMode"] = c.mode;
+    EXPECT_EQ(util::GetGateway(files, nvram), c.returned);
+    EXPECT_EQ(nvram.get_or("wan_gateway", "-"), c.stored);
+    EXPECT_EQ(nvram.commits, 0);
+  }
+}
+
+int ip(const char* text) { return util::IP_Formet(text, nullptr); }
+
+TEST(AddressChecks, ResultCodes) {
+  const struct { int (*check)(const char*); const char* text; int expected; } cases[] = {
+      {ip, "255.255.255.255", 0}, {ip, "1..2.3.4", 0},  {ip, "", -1},           {ip, ".1.2.3", -2},
+      {ip, "1 .2.3.4", -3},       {ip, "01234.1.1.1", -4}, {ip, "192.168.1", -5}, {ip, "1.2.3.4.5", -5},
+      {ip, "192.168.1.256", -7},  {ip, "9999.1.1.1", -7}, {ip, "0255.1.1.1", 0},
+      {util::SB_Formet, "128.0.0.0", 0},       {util::SB_Formet, "255.255.255.252", 0},
+      {util::SB_Formet, "", -1},               {util::SB_Formet, "255.255.255.x", -2},
+      {util::SB_Formet, "127.255.255.0", -3},  {util::SB_Formet, "255.0.255.0", -4},
+      {util::SB_Formet, "255.255.255.1", -4},  {util::SB_Formet, "255.255.255.254", -5}, {util::SB_Formet, "0.0.0.0", -3},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.check(c.text), c.expected) << c.text;
+  EXPECT_EQ(util::IP_Formet(nullptr, nullptr), -1);
+}
+
+TEST(AddressChecks, FillsGroupsAsTextAndValues) {
+  util::IpFields f;
+  std::memset(&f, 'x', sizeof f);
+  ASSERT_EQ(util::IP_Formet("10..0200.3.0040", &f), 0);
+  EXPECT_EQ(std::string(f.text[0]) + "," + f.text[2], "10,3");
+  // A four-digit group fills its four bytes with no terminator.
+  EXPECT_EQ(std::string(f.text[1], 4) + std::string(f.text[3], 4), "02000040");
+  EXPECT_EQ(std::vector<int>(f.value, f.value + 4), (std::vector<int>{10, 200, 3, 40}));
+}
+
+TEST(AddressChecks, HostOfItsSubnet) {
+  const struct { const char* address; const char* mask; int expected; } cases[] = {
+      {"192.168.1.254", "255.255.255.0", 0}, {"10.1.2.3", "255.0.0.0", 0}, {"192.168.1.0", "255.255.255.0", -3},
+      {"192.168.1.255", "255.255.255.0", -3}, {"192.168.1", "255.255.255.0", -1}, {"192.168.1.1", "255.255.255", -2},
+      {"172.16.1.0", "255.255.0.0", -3},  // octet by octet with no carry: refused although it is a host
+  };
+  for (const auto& c : cases) EXPECT_EQ(util::IP_SB_Calculate(c.address, c.mask), c.expected) << c.address;
+}
+
+// Text to int and back: a rejected text leaves the output alone.
+TEST(Integers, ConvertBothWaysAndPower) {
+  const struct { const char* text; int expected; int value; } cases[] = {
+      {"-5", 0, -5},          {"2147483647", 0, INT_MAX}, {"-2147483647", 0, -INT_MAX},
+      {"00000000001", 0, 1},  {"", -1, 12345},            {"-", -2, 12345},
+      {"2147483648", -4, 12345}, {"-2147483648", -4, 12345}, {"12a", -5, 12345}, {"+1", -5, 12345},
+      {"02147483648", -4, 12345},  // leading zeros do not hide a value past the largest
+  };
+  for (const auto& c : cases) {
+    int value = 12345;
+    EXPECT_EQ(util::char_to_int(&value, c.text), c.expected) << c.text;
+    EXPECT_EQ(value, c.value) << c.text;
+  }
+  char out[20];
+  for (int value : {0, -42, INT_MAX, INT_MIN}) {
+    EXPECT_EQ(util::int_to_char(value, out), 0);
+    EXPECT_EQ(out, std::to_string(value));
+  }
+  EXPECT_EQ(util::int_to_char(1, nullptr), -1);
+  const struct { int base, exponent, expected; } powers[] = {{2, 10, 1024}, {0, 0, 1}, {-2, 3, 0}, {-1, 0, 0}, {10, 9, 1000000000}};
+  for (const auto& p : powers) EXPECT_EQ(util::pow(p.base, p.exponent), p.expected) << p.base << "^" << p.exponent;
+}
+
+using Argv = std::vector<std::string>;
+
+TEST(Aes, ScriptArgumentsResultsAndRefusals) {
+  testing_support::ScratchRoot scratch;
+  const std::string script = scratch.path("/bin/aes.sh");
+  // "/bin/aes.sh -e '' 2>/dev/null" and the text must fit the unit's 1024-byte buffer.
+  const std::string fits(1023 - 29, 'a');
+  const struct { std::string text; board::Capture reply; std::optional<std::string> expected; } cases[] = {
+      {"it's $(id) \"q\"", {0, "out\n"}, "out"}, {"x", {0, "two\n\n"}, "two\n"}, {"x", {0, "as is"}, "as is"},
+      {"x", {3, "partial\n"}, std::nullopt}, {"x", {0, ""}, std::nullopt}, {"x", {-1, ""}, std::nullopt},
+      {fits, {0, "ok\n"}, "ok"}, {fits + "a", {0, "ok\n"}, std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text.substr(0, 20) + " " + c.reply.output);
+    testing_support::RecordingRunner runner;
+    runner.captures.push_back(c.reply);
+    EXPECT_EQ(util::aes_encrypt(runner, scratch.root(), c.text), c.expected);
+    // A command line that would not fit is not run.
+    const std::vector<Argv> ran = {{script, "-e", c.text}};
+    EXPECT_EQ(runner.argvs, c.text.size() > fits.size() ? std::vector<Argv>{} : ran);
+  }
+  testing_support::RecordingRunner runner;  // no reply: the script failed
+  EXPECT_EQ(util::aes_decrypt(runner, scratch.root(), "pw"), std::nullopt);
+  EXPECT_EQ(runner.argvs, (std::vector<Argv>{{script, "-d", "pw"}}));
+}
+
+TEST(Md5, Rfc1321TestSuite) {
+  const struct { const char *text, *digest; } cases[] = {
+      {"", "d41d8cd98f00b204e9800998ecf8427e"}, {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+      {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+       "57edf4a22be3c955ac49da2e2107b67a"},
+  };
+  for (const auto& c : cases) {
+    char out[40];
+    std::fill(std::begin(out), std::end(out), 'x');
+    EXPECT_EQ(util::get_str_md5(c.text, out), out + 32);
+    EXPECT_STREQ(out, c.digest);
+  }
+}
+
+}  // namespace
