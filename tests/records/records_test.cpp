@@ -59,13 +59,13 @@ TEST(SystemLog, SizeLimitKeepsTheLineCountOfTheSystemLogOnly) {
   h.scratch.write("/user/ZLT.log", "a.\nb.\n");
   h.scratch.write("/user/Outlet1.log", "x.\n");
   h.nvram.values["logfilesize"] = "0";
-  records::systemlog(h.ctx, 0, "c");
+  for (const char* text : {"c", "d"}) records::systemlog(h.ctx, 0, text);
   records::systemlog(h.ctx, 1, "y");
   h.nvram.values["logfilesize"] = "1";
-  records::systemlog(h.ctx, 0, "d");
-  EXPECT_EQ(h.scratch.lines("/user/ZLT.log"), (Lines{"b.", "c.", "d."}));
+  records::systemlog(h.ctx, 0, "e");
+  EXPECT_EQ(h.scratch.lines("/user/ZLT.log"), (Lines{"c.", "d.", "e."}));
   EXPECT_EQ(h.scratch.lines("/user/Outlet1.log"), (Lines{"x.", "y."}));
-  EXPECT_EQ(h.clock.sleeps, (std::vector<long>{150, 150, 150, 150}));
+  EXPECT_EQ(h.clock.sleeps, std::vector<long>(6, 150));
 }
 
 // The line the unit prints for a trap: the arguments, the empty uptime as ''
