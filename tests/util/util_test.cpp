@@ -87,7 +87,7 @@ TEST(GetGateway, RouteTables) {
 
 int ip(const char* text) { return util::IP_Formet(text, nullptr); }
 
-TEST(AddressChecks, ResultCodes) {
+TEST(AddressChecks, ResultCodesGroupsAndHosts) {
   const struct { int (*check)(const char*); const char* text; int expected; } cases[] = {
       {ip, "255.255.255.255", 0}, {ip, "1..2.3.4", 0},  {ip, "", -1},           {ip, ".1.2.3", -2},
       {ip, "1 .2.3.4", -3},       {ip, "01234.1.1.1", -4}, {ip, "192.168.1", -5}, {ip, "1.2.3.4.5", -5},
@@ -99,25 +99,20 @@ TEST(AddressChecks, ResultCodes) {
   };
   for (const auto& c : cases) EXPECT_EQ(c.check(c.text), c.expected) << c.text;
   EXPECT_EQ(util::IP_Formet(nullptr, nullptr), -1);
-}
-
-TEST(AddressChecks, FillsGroupsAsTextAndValues) {
   util::IpFields f;
   std::memset(&f, 'x', sizeof f);
   ASSERT_EQ(util::IP_Formet("10..0200.3.0040", &f), 0);
-  EXPECT_EQ(std::string(f.text[0]) + "," + f.text[2], "10,3");
   // A four-digit group fills its four bytes with no terminator.
-  EXPECT_EQ(std::string(f.text[1], 4) + std::string(f.text[3], 4), "02000040");
+  EXPECT_EQ(std::string(f.text[0]) + "," + f.text[2] + "," + std::string(f.text[1], 4) + std::string(f.text[3], 4),
+            "10,3,02000040");
   EXPECT_EQ(std::vector<int>(f.value, f.value + 4), (std::vector<int>{10, 200, 3, 40}));
-}
-
-TEST(AddressChecks, HostOfItsSubnet) {
-  const struct { const char* address; const char* mask; int expected; } cases[] = {
+  // A host of its subnet.
+  const struct { const char *address, *mask; int expected; } hosts[] = {
       {"192.168.1.254", "255.255.255.0", 0}, {"10.1.2.3", "255.0.0.0", 0}, {"192.168.1.0", "255.255.255.0", -3},
       {"192.168.1.255", "255.255.255.0", -3}, {"192.168.1", "255.255.255.0", -1}, {"192.168.1.1", "255.255.255", -2},
       {"172.16.1.0", "255.255.0.0", -3},  // octet by octet with no carry: refused although it is a host
   };
-  for (const auto& c : cases) EXPECT_EQ(util::IP_SB_Calculate(c.address, c.mask), c.expected) << c.address;
+  for (const auto& c : hosts) EXPECT_EQ(util::IP_SB_Calculate(c.address, c.mask), c.expected) << c.address;
 }
 
 // Text to int and back: a rejected text leaves the output alone.
@@ -134,10 +129,8 @@ TEST(Integers, ConvertBothWaysAndPower) {
     EXPECT_EQ(value, c.value) << c.text;
   }
   char out[20];
-  for (int value : {0, -42, INT_MAX, INT_MIN}) {
-    EXPECT_EQ(util::int_to_char(value, out), 0);
-    EXPECT_EQ(out, std::to_string(value));
-  }
+  for (int value : {0, -42, INT_MAX, INT_MIN})
+    EXPECT_TRUE(util::int_to_char(value, out) == 0 && out == std::to_string(value)) << value << " " << out;
   EXPECT_EQ(util::int_to_char(1, nullptr), -1);
   const struct { int base, exponent, expected; } powers[] = {{2, 10, 1024}, {0, 0, 1}, {-2, 3, 0}, {-1, 0, 0}, {10, 9, 1000000000}};
   for (const auto& p : powers) EXPECT_EQ(util::pow(p.base, p.exponent), p.expected) << p.base << "^" << p.exponent;
@@ -170,16 +163,13 @@ TEST(Aes, ScriptArgumentsResultsAndRefusals) {
 }
 
 TEST(Md5, Rfc1321TestSuite) {
-  const struct { const char *text, *digest; } cases[] = {
-      {"", "d41d8cd98f00b204e9800998ecf8427e"}, {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-      {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-       "57edf4a22be3c955ac49da2e2107b67a"},
-  };
-  for (const auto& c : cases) {
-    char out[40];
+  char out[40];
+  for (auto [text, digest] : {std::pair{"", "d41d8cd98f00b204e9800998ecf8427e"}, {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+                              {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+                               "57edf4a22be3c955ac49da2e2107b67a"}}) {
     std::fill(std::begin(out), std::end(out), 'x');
-    EXPECT_EQ(util::get_str_md5(c.text, out), out + 32);
-    EXPECT_STREQ(out, c.digest);
+    EXPECT_EQ(util::get_str_md5(text, out), out + 32);
+    EXPECT_STREQ(out, digest);
   }
 }
 
