@@ -47,16 +47,12 @@ TEST(InterfaceQuery, LoopbackAndAMissingInterface) {
   EXPECT_EQ(open_descriptors(), before);
 }
 
-std::string route(const char* iface, const char* dest, const char* gw, const char* flags, const char* mask) {
-  return std::string(iface) + "\t" + dest + "\t" + gw + "\t" + flags + "\t0\t0\t0\t" + mask + "\t0\t0\t0\n";
-}
-
 TEST(GetGateway, RouteTables) {
   const std::string head = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n";
-  const std::string lan = route("br-lan", "0001A8C0", "00000000", "0001", "00FFFFFF");
-  const std::string deflt = route("br-lan2", "00000000", "0101A8C0", "0003", "00000000");
-  const std::string up_via = route("eth2", "0000000A", "FE00000A", "0003", "000000FF");
-  const std::string down_via = route("eth3", "0000000B", "FE00000B", "0002", "000000FF");
+  const std::string lan = "br-lan\t0001A8C0\t00000000\t0001\t0\t0\t0\t00FFFFFF\t0\t0\t0\n";
+  const std::string deflt = "br-lan2\t00000000\t0101A8C0\t0003\t0\t0\t0\t00000000\t0\t0\t0\n";
+  const std::string up_via = "eth2\t0000000A\tFE00000A\t0003\t0\t0\t0\t000000FF\t0\t0\t0\n";
+  const std::string down_via = "eth3\t0000000B\tFE00000B\t0002\t0\t0\t0\t000000FF\t0\t0\t0\n";
   const struct {
     const char* mode;  // wanConnectionMode, null when absent
     std::string table, returned, stored;  // stored: wan_gateway, "-" when nothing is stored
@@ -154,8 +150,7 @@ TEST(Aes, ScriptArgumentsResultsAndRefusals) {
     runner.captures.push_back(c.reply);
     EXPECT_EQ(util::aes_encrypt(runner, scratch.root(), c.text), c.expected);
     // A command line that would not fit is not run.
-    const std::vector<Argv> ran = {{script, "-e", c.text}};
-    EXPECT_EQ(runner.argvs, c.text.size() > fits.size() ? std::vector<Argv>{} : ran);
+    EXPECT_EQ(runner.argvs, std::vector<Argv>(c.text.size() <= fits.size(), Argv{script, "-e", c.text}));
   }
   testing_support::RecordingRunner runner;  // no reply: the script failed
   EXPECT_EQ(util::aes_decrypt(runner, scratch.root(), "pw"), std::nullopt);
