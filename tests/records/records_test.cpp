@@ -31,9 +31,8 @@ TEST(SystemLog, EachKindWritesItsOwnLogAndTheSystemLogRaisesTraps) {
       {2, "", "/user/Outlet2.log", ".\n", "1", "r1", none, {}},
       {9, "Critical", none, none, "1", "r1", none, {}}, {-1, "Critical", none, none, "1", "r1", none, {}},
       {0, "Warning: hot", zlt, none, "1", "r1", none, {"r1"}}, {0, "Critical", zlt, none, "1", none, "r2", {"r2"}},
-      {0, "Critical", zlt, none, none, "r1", none, {"r1"}}, {0, "Critical", zlt, none, "3", "r1", "r2", {}},
-      {0, "Critical", zlt, none, "30", "r1", "r2", {}}, {0, "Sensor1 Critical", zlt, none, "1", "r1", none, {}},
-      {0, "Outlet 1 On", zlt, none, "1", "r1", none, {}},
+      {0, "Critical", zlt, none, none, "r1", none, {"r1"}}, {0, "Critical", zlt, none, "30", "r1", "r2", {}},
+      {0, "Sensor1 Critical", zlt, none, "1", "r1", none, {}}, {0, "Outlet 1 On", zlt, none, "1", "r1", none, {}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.text) + " kind " + std::to_string(c.kind) + " mode " + (c.mode ? c.mode : "absent"));
@@ -118,11 +117,9 @@ TEST(SnmpTrap, RealReceiverLogsEachVersion) {
   for (const auto& [name, value] : {std::pair<const char*, std::string>{"SNMPCONFPATH", dir},
                                     {"SNMP_PERSISTENT_DIR", dir + "/persist"}, {"MIBDIRS", dir}, {"MIBS", ""}})
     ::setenv(name, value.c_str(), 1);
-  struct Stop {
-    pid_t pid;
-    ~Stop() { if (pid > 0 && ::kill(pid, SIGTERM) == 0) ::waitpid(pid, nullptr, 0); }
-  } trapd{testing_support::start_process({"/usr/sbin/snmptrapd", "-f", "-On", "-C", "-c", dir + "/snmptrapd.conf",
-                                          "-Lf", dir + "/trapd.log", receiver}, -1, -1)};
+  struct Stop { pid_t pid; ~Stop() { if (pid > 0 && ::kill(pid, SIGTERM) == 0) ::waitpid(pid, nullptr, 0); } } trapd{
+      testing_support::start_process({"/usr/sbin/snmptrapd", "-f", "-On", "-C", "-c", dir + "/snmptrapd.conf", "-Lf",
+                                      dir + "/trapd.log", receiver}, -1, -1)};
   auto log = [&] { return h.scratch.read("/snmp/trapd.log"); };
   ASSERT_TRUE(testing_support::wait_until([&] { return log().find("NET-SNMP version") != std::string::npos; },
                                           std::chrono::seconds(10)))
@@ -144,15 +141,13 @@ TEST(SnmpTrap, RealReceiverLogsEachVersion) {
   EXPECT_FALSE(h.scratch.exists("/ran"));
 }
 
-std::string numbered_records(int count, int outlet) {
-  std::string text;
-  for (int i = 1; i <= count; ++i) text += std::to_string(outlet) + " " + std::to_string(i) + ".500000\n";
-  return text;
-}
-
 // No file is nothing to do; a file that cannot be rewritten (-1) stays as it was.
 TEST(IntervalEnergy, RemovesTheRecordsOfOneOutletOrOfAll) {
   const std::string three = "1 0.5\n2 0.25\n1 0.75\n";
+  auto numbered = [](int count, std::string text = "") {  // records of outlet 4
+    for (int i = 1; i <= count; ++i) text += "4 " + std::to_string(i) + ".500000\n";
+    return text;
+  };
   const struct { std::string before; unsigned outlet; std::string after, printed; int result = 0; } cases[] = {
       {three, 1, "2 0.250000\n", "Cleaned 2 record(s) for outlet 1.\n"},
       {three, 3, "1 0.500000\n2 0.250000\n1 0.750000\n", "No record found for outlet 3.\n"},
@@ -161,8 +156,8 @@ TEST(IntervalEnergy, RemovesTheRecordsOfOneOutletOrOfAll) {
       {"1\t0.5 2   0.25\n\n3 1e1\n", 2, "1 0.500000\n3 10.000000\n", "Cleaned 1 record(s) for outlet 2.\n"},
       {"1 0.5\n2 x\n3 0.25\n", 1, "", "Cleaned 1 record(s) for outlet 1.\n"},
       // At most twenty records are kept; the twenty-first is not counted.
-      {numbered_records(25, 4), 5, numbered_records(20, 4), "No record found for outlet 5.\n"},
-      {numbered_records(21, 4), 4, "", "Cleaned 20 record(s) for outlet 4.\n"},
+      {numbered(25), 5, numbered(20), "No record found for outlet 5.\n"},
+      {numbered(21), 4, "", "Cleaned 20 record(s) for outlet 4.\n"},
       {"-", 1, "-", ""}, {"1 0.5\n", 1, "1 0.5\n", "", -1},
   };
   for (const auto& c : cases) {

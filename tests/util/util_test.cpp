@@ -16,26 +16,23 @@
 
 namespace {
 
-long open_descriptors() {
-  using std::filesystem::directory_iterator;
-  return std::distance(directory_iterator("/proc/self/fd"), directory_iterator{});
-}
-
 // Loopback answers; a missing interface fails with its message, clears an
 // earlier result, and no query leaves a socket open.
 TEST(InterfaceQuery, LoopbackAndAMissingInterface) {
+  using std::filesystem::directory_iterator;
+  auto open_descriptors = [] { return std::distance(directory_iterator("/proc/self/fd"), directory_iterator{}); };
   const long before = open_descriptors();
-  EXPECT_STREQ(util::get_ipaddr("lo"), "127.0.0.1");
-  EXPECT_STREQ(util::get_netmask("lo"), "255.0.0.0");
-  ASSERT_NE(util::get_macaddr("lo"), nullptr);
-  EXPECT_STREQ(util::get_macaddr("lo"), "00:00:00:00:00:00");
+  const struct { const char* (*query)(const char*); const char *lo, *missing; } queries[] = {
+      {util::get_ipaddr, "127.0.0.1", ""}, {util::get_netmask, "255.0.0.0", ""},
+      {util::get_macaddr, "00:00:00:00:00:00", nullptr}};
+  testing::internal::CaptureStderr();
+  for (const auto& q : queries) {
+    EXPECT_STREQ(q.query("lo"), q.lo);
+    EXPECT_STREQ(q.query("pdudnoif0"), q.missing);
+  }
   char out[16] = "garbage";
   EXPECT_EQ(util::getIfIp("lo", out), 0);
   EXPECT_STREQ(out, "127.0.0.1");
-  testing::internal::CaptureStderr();
-  EXPECT_STREQ(util::get_ipaddr("pdudnoif0"), "");
-  EXPECT_STREQ(util::get_netmask("pdudnoif0"), "");
-  EXPECT_EQ(util::get_macaddr("pdudnoif0"), nullptr);
   std::strcpy(out, "untouched");
   EXPECT_EQ(util::getIfIp("pdudnoif0", out), -1);
   EXPECT_EQ(util::getIfIp(std::string(64, 'x').c_str(), out), -1);
@@ -88,10 +85,9 @@ TEST(AddressChecks, ResultCodesGroupsAndHosts) {
       {ip, "255.255.255.255", 0}, {ip, "1..2.3.4", 0},  {ip, "", -1},           {ip, ".1.2.3", -2},
       {ip, "1 .2.3.4", -3},       {ip, "01234.1.1.1", -4}, {ip, "192.168.1", -5}, {ip, "1.2.3.4.5", -5},
       {ip, "192.168.1.256", -7},  {ip, "9999.1.1.1", -7}, {ip, "0255.1.1.1", 0},
-      {util::SB_Formet, "128.0.0.0", 0},       {util::SB_Formet, "255.255.255.252", 0},
-      {util::SB_Formet, "", -1},               {util::SB_Formet, "255.255.255.x", -2},
-      {util::SB_Formet, "127.255.255.0", -3},  {util::SB_Formet, "255.0.255.0", -4},
-      {util::SB_Formet, "255.255.255.1", -4},  {util::SB_Formet, "255.255.255.254", -5}, {util::SB_Formet, "0.0.0.0", -3},
+      {util::SB_Formet, "128.0.0.0", 0},   {util::SB_Formet, "255.255.255.252", 0}, {util::SB_Formet, "", -1},
+      {util::SB_Formet, "255.255.255.x", -2}, {util::SB_Formet, "127.255.255.0", -3}, {util::SB_Formet, "0.0.0.0", -3},
+      {util::SB_Formet, "255.0.255.0", -4}, {util::SB_Formet, "255.255.255.1", -4}, {util::SB_Formet, "255.255.255.254", -5},
   };
   for (const auto& c : cases) EXPECT_EQ(c.check(c.text), c.expected) << c.text;
   EXPECT_EQ(util::IP_Formet(nullptr, nullptr), -1);
@@ -114,9 +110,8 @@ TEST(AddressChecks, ResultCodesGroupsAndHosts) {
 // Text to int and back: a rejected text leaves the output alone.
 TEST(Integers, ConvertBothWaysAndPower) {
   const struct { const char* text; int expected; int value; } cases[] = {
-      {"-5", 0, -5},          {"2147483647", 0, INT_MAX}, {"-2147483647", 0, -INT_MAX},
-      {"00000000001", 0, 1},  {"", -1, 12345},            {"-", -2, 12345},
-      {"2147483648", -4, 12345}, {"-2147483648", -4, 12345}, {"12a", -5, 12345}, {"+1", -5, 12345},
+      {"-5", 0, -5}, {"2147483647", 0, INT_MAX}, {"-2147483647", 0, -INT_MAX}, {"00000000001", 0, 1}, {"", -1, 12345},
+      {"-", -2, 12345}, {"2147483648", -4, 12345}, {"-2147483648", -4, 12345}, {"12a", -5, 12345}, {"+1", -5, 12345},
       {"02147483648", -4, 12345},  // leading zeros do not hide a value past the largest
   };
   for (const auto& c : cases) {
@@ -145,10 +140,9 @@ TEST(Aes, ScriptArgumentsResultsAndRefusals) {
       {fits, {0, "ok\n"}, "ok"}, {fits + "a", {0, "ok\n"}, std::nullopt},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.text.substr(0, 20) + " " + c.reply.output);
     testing_support::RecordingRunner runner;
     runner.captures.push_back(c.reply);
-    EXPECT_EQ(util::aes_encrypt(runner, scratch.root(), c.text), c.expected);
+    EXPECT_EQ(util::aes_encrypt(runner, scratch.root(), c.text), c.expected) << c.text.substr(0, 20) << c.reply.output;
     // A command line that would not fit is not run.
     EXPECT_EQ(runner.argvs, std::vector<Argv>(c.text.size() <= fits.size(), Argv{script, "-e", c.text}));
   }
