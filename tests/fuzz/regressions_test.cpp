@@ -11,12 +11,9 @@ namespace {
 // serial_framing: an overflow clears only the start of the receive buffer; a
 // later message longer than that must not pick up the older bytes beyond it.
 TEST(FuzzRegression, MessageAfterOverflowHoldsOnlyItsOwnBytes) {
-  struct Row {
-    std::string end;  // the bytes that end the message; '~' is a silent read
-    std::string queued_tail;
-  };
-  const Row rows[] = {{".~~~~~~~~~~~", "."}, {"\r\n", ""}};
-  for (const Row& row : rows) {
+  // end: the bytes that end the message ('~' is a silent read); what it queues after the message.
+  const struct { std::string end, queued_tail; } rows[] = {{".~~~~~~~~~~~", "."}, {"\r\n", ""}};
+  for (const auto& row : rows) {
     fuzz_support::ReaderRig rig;
     core::SerialReader reader(rig.board, rig.state, rig.pool, rig.nowhere);
     // The overflowing text ends in a microphone level, which is dropped while

@@ -18,8 +18,7 @@ using namespace testing_support;
 
 // A unit on a scratch root, its board made of test doubles (Runner records
 // or checks the commands run).
-template <class Runner>
-struct Unit {
+template <class Runner> struct Unit {
   ScratchRoot scratch;
   MemoryNvram nvram;
   Runner runner;
@@ -37,10 +36,8 @@ struct ReaderRig : Unit<RecordingRunner> {
   core::McuOutput nowhere;
   std::mutex lock;
   std::vector<std::string> queued;
-  core::ThreadPool pool{state, [this](char* m) {
-                          std::lock_guard<std::mutex> hold(lock);
-                          queued.emplace_back(m);
-                        }, out.get()};
+  core::ThreadPool pool{state, [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); },
+                        out.get()};
   ReaderRig() { pool.start(); }
   // The messages queued since the last call, once the worker has them all.
   std::vector<std::string> take() {

@@ -6,25 +6,15 @@
 # every time. Crashes go to BUILD_DIR/findings/.
 set -e
 build=${1:-build/fuzz}
-seconds=$2
 # The targets' scratch roots (left behind by the fuzzer's exit) go in one
 # directory removed at the end; in memory where possible, as settings-file
 # writes end in fsync.
-base=/tmp
-[ -w /dev/shm ] && base=/dev/shm
-TMPDIR=$(mktemp -d "$base/pdud-fuzz.XXXXXX")
-export TMPDIR
+export TMPDIR="$(mktemp -d "$( [ -w /dev/shm ] && echo /dev/shm || echo /tmp )/pdud-fuzz.XXXXXX")"
 trap 'rm -rf "$TMPDIR"' EXIT
-mkdir -p "$build/findings"
 for entry in interpreter:10000 serial_framing:6000 websocket:100000 tcp_input:200000 fd_handover:8000; do
-  target=${entry%%:*}
-  if [ -n "$seconds" ]; then
-    limit=-max_total_time=$seconds corpus=$build/corpus/$target
-  else
-    limit=-runs=${entry#*:} corpus=$build/corpus-fixed/$target
-    rm -rf "$corpus"
-  fi
-  mkdir -p "$corpus"
+  target=${entry%%:*} limit=-max_total_time=$2 corpus=$build/corpus/${entry%%:*}
+  [ -n "$2" ] || { limit=-runs=${entry#*:} corpus=$build/corpus-fixed/$target; rm -rf "$corpus"; }
+  mkdir -p "$corpus" "$build/findings"
   echo "fuzz_$target $limit"
   "$build/tests/fuzz/fuzz_$target" $limit -max_len=8192 -print_final_stats=1 \
     -artifact_prefix="$build/findings/$target-" "$corpus" "tests/fuzz/data/$target" \
