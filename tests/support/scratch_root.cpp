@@ -1,7 +1,5 @@
 #include "support/scratch_root.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -10,6 +8,8 @@
 #include "board/files.h"
 
 namespace testing_support {
+
+namespace fs = std::filesystem;
 
 namespace {
 std::string make_temp_dir() {
@@ -23,14 +23,10 @@ std::string make_temp_dir() {
 ScratchRoot::ScratchRoot() : root_(make_temp_dir()) {}
 
 ScratchRoot::~ScratchRoot() {
-  std::error_code ec;
-  // Make read-only directories of a test removable again.
-  for (auto it = std::filesystem::recursive_directory_iterator(dir(), ec);
-       it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
-    if (it->is_directory(ec)) std::filesystem::permissions(it->path(), std::filesystem::perms::owner_all,
-                                                           std::filesystem::perm_options::add, ec);
-  }
-  std::filesystem::remove_all(dir(), ec);
+  std::error_code ec;  // read-only directories of a test are made removable again
+  for (fs::recursive_directory_iterator it(dir(), ec), end; it != end; it.increment(ec))
+    if (it->is_directory(ec)) fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ec);
+  fs::remove_all(dir(), ec);
 }
 
 void ScratchRoot::write(const std::string& unit_path, const std::string& contents) const {
@@ -43,7 +39,7 @@ std::string ScratchRoot::read(const std::string& unit_path) const {
 
 bool ScratchRoot::exists(const std::string& unit_path) const {
   std::error_code ec;
-  return std::filesystem::exists(path(unit_path), ec);
+  return fs::exists(path(unit_path), ec);
 }
 
 std::vector<std::string> ScratchRoot::lines(const std::string& unit_path) const {
