@@ -8,11 +8,11 @@
 
 #include "core/serial_reader.h"
 #include "support/interpreter_harness.h"
-#include "system/factory_reset.h"
 
 namespace {
 
 using namespace testing_support;
+using Lines = std::vector<std::string>;
 
 // What the reader sent where.
 struct Sinks : core::McuOutput {
@@ -21,21 +21,17 @@ struct Sinks : core::McuOutput {
   void to_telnet_sessions(const char* d, size_t n) override { telnet.emplace_back(d, n); }
   void to_ssh_sessions(const char* d, size_t n) override { ssh.emplace_back(d, n); }
   std::string telnet_bytes;
-  std::vector<std::string> tcp, telnet, ssh;
+  Lines tcp, telnet, ssh;
 };
 
 class Reader : public ::testing::Test {
  protected:
-  Reader() : pool(h.state, [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); }, h.ctx.out),
-             reader(h.ctx, h.state, pool, sinks) {
-    reader.on_reset_announcement = [this] { system_actions::factory_reset(h.ctx); };
-    pool.start();
-  }
+  Reader() { pool.start(); }
   // Bytes as they arrive; '~' stands for one silent read (100 ms).
   void line(const std::string& script) {
     for (char c : script) c == '~' ? reader.on_silence() : reader.on_byte(c);
   }
-  std::vector<std::string> interpreted() {
+  Lines interpreted() {
     pool.drain();
     std::lock_guard<std::mutex> hold(lock);
     return queued;
@@ -46,19 +42,14 @@ class Reader : public ::testing::Test {
   std::string all;
   Sinks sinks;
   std::mutex lock;
-  std::vector<std::string> queued;
-  core::ThreadPool pool;
-  core::SerialReader reader;
+  Lines queued;
+  core::ThreadPool pool{h.state, [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); },
+                        h.ctx.out};
+  core::SerialReader reader{h.ctx, h.state, pool, sinks};
 };
 
 TEST_F(Reader, FramesMessages) {
-  struct Case {
-    const char* name;
-    std::string bytes;
-    std::vector<std::string> queued;
-    std::vector<std::string> tcp;
-  };
-  const Case cases[] = {
+  const struct { const char* name; std::string bytes; Lines queued, tcp; } cases[] = {
       {"CR LF ends a message", "abc\r\n", {"abc"}, {}},
       {"a full stop before CR LF goes too", "abc.\r\n", {"abc"}, {}},
       {"a full stop, then 11 silent reads flush whole", "Value 1.5~~~~~~~~~~~", {"Value 1.5"}, {"Value 1.5"}},
@@ -80,40 +71,22 @@ TEST_F(Reader, FramesMessages) {
     std::string bytes = c.bytes;
     bytes.erase(std::remove(bytes.begin(), bytes.end(), '~'), bytes.end());
     EXPECT_EQ(printed().substr(echoed), bytes);  // every byte is echoed
-    // Whatever is left over is ended so the next case starts clean.
-    line("\r\n");
+    line("\r\n");  // whatever is left over is ended so the next case starts clean
     pool.drain();
     echoed = printed().size();
   }
 }
 
-TEST_F(Reader, OverflowRestartsTheCollection) {
+TEST_F(Reader, OverflowRestartsTheCollectionAndANulDropsTheLine) {
   line(std::string(4491, 'x'));
   EXPECT_EQ(reader.fill(), 0u);
-  line("ok\r\n");
-  EXPECT_EQ(interpreted(), std::vector<std::string>{"ok"});
-  std::string p = printed();
-  EXPECT_NE(p.find("Long data for COMMANDMAX bengin--------------!\nbuf: 4491\n"
-                   "Long data for COMMANDMAX end----------------!\n"),
-            std::string::npos);
-}
-
-TEST_F(Reader, ANulInsideALineDropsItAndDisarmsTheStatusMode) {
-  h.state.CheckStatusMode = 4;
-  line(std::string("ab\0cd\r\n", 7));
-  EXPECT_TRUE(interpreted().empty());
+  EXPECT_NE(printed().find("Long data for COMMANDMAX bengin--------------!\nbuf: 4491\n"
+                           "Long data for COMMANDMAX end----------------!\n"), std::string::npos);
+  h.state.CheckStatusMode = 4;  // a NUL also disarms the status mode
+  line(std::string("ok\r\nab\0cd\r\n", 11));
+  EXPECT_EQ(interpreted(), Lines{"ok"});
   EXPECT_EQ(h.state.CheckStatusMode.load(), 0u);
   EXPECT_NE(printed().find("buff[1857:20250217]ab\n"), std::string::npos);
-}
-
-TEST_F(Reader, MicrophoneLevelsAreDroppedUnlessTheGuiWatchesThem) {
-  h.nvram.values["EnableTelnet"] = "0";
-  line("MIC2 Peak_Level -30\r\n");
-  EXPECT_TRUE(interpreted().empty());
-  EXPECT_TRUE(sinks.telnet.empty());
-  h.state._checkWebSocketReflesh = 1;
-  line("MIC2 Peak_Level -30\r\n");
-  EXPECT_EQ(interpreted(), std::vector<std::string>{"MIC2 Peak_Level -30"});
 }
 
 TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
@@ -122,79 +95,66 @@ TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
   EXPECT_TRUE(sinks.telnet.empty() && sinks.ssh.empty());
   h.nvram.values["EnableTelnet"] = "0";
   h.nvram.values["sshOpen"] = "1";
-  line("Outlet 1 ON\r\n<GetPowerStatus On\r\nset  telnet23\r\nx MQTT topic/a 1\r\n");
-  EXPECT_EQ(sinks.telnet, (std::vector<std::string>{"Outlet 1 ON\r\n", "MQTT topic/a 1\r\n"}));
-  EXPECT_EQ(sinks.ssh, (std::vector<std::string>{"Outlet 1 ON\r\n", "x MQTT topic/a 1\r\n"}));
+  line("MIC2 Peak_Level -30\r\nOutlet 1 ON\r\n<GetPowerStatus On\r\nset  telnet23\r\nx MQTT topic/a 1\r\n");
+  h.state._checkWebSocketReflesh = 1;  // microphone levels only when the GUI watches them
+  line("MIC2 Peak_Level -31\r\n");
+  const Lines got = interpreted();
+  EXPECT_TRUE(got.back() == "MIC2 Peak_Level -31" && got[0] == "Outlet 1 ON" && got[1] == "Outlet 1 ON");
+  EXPECT_EQ(sinks.telnet, (Lines{"Outlet 1 ON\r\n", "MQTT topic/a 1\r\n", "MIC2 Peak_Level -31\r\n"}));
+  EXPECT_EQ(sinks.ssh, (Lines{"Outlet 1 ON\r\n", "x MQTT topic/a 1\r\n", "MIC2 Peak_Level -31\r\n"}));
   // Replies and reports the sessions never see, one of each kind.
-  for (const char* l : {"<Power Factor 0.98", "<Total Power 700W", "<Voltage 229.8V", "<Frequency 50Hz",
-                        "<Outlet 2 On", "<TCP/IP", "<MAC", "<mDNS On", "Clue:x", "Note:x", "RUNTIME 1d",
-                        "CMDTIME:1", "[FAIL]GUI Sensor1", "[SUCCESS]Get Device Name To X",
-                        "[SUCCESS]Get Current Model Name To X", "Set TCP/IP2 Enable", "telnet24",
-                        "[SUCCESS]Mqtt Process Detection", "GUI Get Tip Messages Start",
+  for (const char* l : {"<Power Factor 0.98", "<Total Power 700W", "<Voltage 229.8V", "<Frequency 50Hz", "<Outlet 2 On",
+                        "<TCP/IP", "<MAC", "<mDNS On", "Clue:x", "Note:x", "RUNTIME 1d", "CMDTIME:1", "[FAIL]GUI Sensor1",
+                        "[SUCCESS]Get Device Name To X", "[SUCCESS]Get Current Model Name To X", "Set TCP/IP2 Enable",
+                        "telnet24", "[SUCCESS]Mqtt Process Detection", "GUI Get Tip Messages Start",
                         "GUI Get DC Power Controller End"})
     EXPECT_TRUE(core::is_forward_filtered(l)) << l;
   EXPECT_FALSE(core::is_forward_filtered("<Status 1"));
 }
 
-TEST_F(Reader, ActsOnMqttLinesTipEndsAndMachineTypeSeven) {
+TEST_F(Reader, ActsOnMqttLinesTipEndsResetsAndMachineTypeSeven) {
+  bool queued_first = true;
+  reader.on_reset_announcement = [&] { queued_first = !interpreted().empty(); };
+  line("[SUCCESS]Doing Reset, Please Wait A Moment\r\n");
+  EXPECT_FALSE(queued_first) << "the reset comes before the message is queued";
+  EXPECT_EQ(interpreted(), Lines{"[SUCCESS]Doing Reset, Please Wait A Moment"});
   line("MQTT topic/x 5\r\nGUI Get Tip Messages End\r\n");
-  EXPECT_EQ(h.nvram.values["mqttBrokerpayloadvalue"], "MQTT topic/x 5");
-  EXPECT_EQ(h.nvram.values["Guiupsys"], "3");
+  EXPECT_EQ(h.nvram.values["mqttBrokerpayloadvalue"] + h.nvram.values["Guiupsys"] + h.nvram.values["Tipmessage"],
+            "MQTT topic/x 531");
   EXPECT_EQ(h.mcu.bytes, "GUISYSTIME\r\n");
-  EXPECT_EQ(h.nvram.values["Tipmessage"], "1");
   h.state.MachineType = "7";
   line("ab");
   EXPECT_EQ(sinks.telnet_bytes, "ab");
 }
 
-TEST_F(Reader, TheResetAnnouncementRunsTheFactoryResetBeforeQueueing) {
-  h.nvram.values["ZLTMerge"] = "ZLT8AC";
-  line("[SUCCESS]Doing Reset, Please Wait A Moment\r\n");
-  ASSERT_FALSE(h.runner.lines.empty());
-  EXPECT_EQ(h.runner.lines.back(), "system_recover_factory");
-  EXPECT_EQ(interpreted(), std::vector<std::string>{"[SUCCESS]Doing Reset, Please Wait A Moment"});
-}
-
-// A source that plays a script: chunks of bytes, silences, then errors.
+// A line that reads one chunk per step; "!" fails (a stale errno: the reason
+// is what failure() says), and the end stops the reader.
 struct ScriptedSource : board::ByteSource {
-  std::vector<std::string> steps;  // "" = silence, "!" = read error
-  size_t at = 0;
-  std::atomic<bool>* stop = nullptr;
+  explicit ScriptedSource(std::atomic<bool>& stop) : stop(stop) {}
   Wait wait(int) override {
-    if (at >= steps.size()) {
-      stop->store(true);
-      return Wait::Silence;
-    }
-    if (steps[at] == "!") {
-      ++at;
-      errno = ENOENT;  // stale: the reason is what failure() says
-      return Wait::Failed;
-    }
-    if (steps[at].empty()) {
-      ++at;
-      return Wait::Silence;
-    }
-    return Wait::Data;
+    if (at == steps.size()) return stop = true, Wait::Silence;
+    if (steps[at] != "!") return Wait::Data;
+    ++at;
+    errno = ENOENT;
+    return Wait::Failed;
   }
   std::string failure() const override { return "POLLHUP"; }
-  ssize_t read(char* buf, size_t max) override {
-    std::string& s = steps[at];
-    size_t n = std::min(max, s.size());
-    std::memcpy(buf, s.data(), n);
-    s.erase(0, n);
-    if (s.empty()) ++at;
-    return static_cast<ssize_t>(n);
+  ssize_t read(char* buf, size_t) override {
+    const std::string& s = steps[at++];
+    std::memcpy(buf, s.data(), s.size());
+    return static_cast<ssize_t>(s.size());
   }
+  std::atomic<bool>& stop;
+  Lines steps{"one\r\n", "!", "two\r\n"};
+  size_t at = 0;
 };
 
 TEST_F(Reader, AHungUpLineIsReopenedWithoutSpinning) {
   std::atomic<bool> stop{false};
-  ScriptedSource src;
-  src.stop = &stop;
-  src.steps = {"one\r\n", "!", "two\r\n"};
+  ScriptedSource src(stop);
   int reopens = 0;
   reader.run(src, stop, [&] { return ++reopens >= 2; });
-  EXPECT_EQ(interpreted(), (std::vector<std::string>{"one", "two"}));
+  EXPECT_EQ(interpreted(), (Lines{"one", "two"}));
   EXPECT_EQ(reopens, 2);
   EXPECT_EQ(h.clock.sleeps, (std::vector<long>{1000, 1000}));
   EXPECT_NE(printed().find("MCU line read error: POLLHUP; reopening\n"), std::string::npos);
