@@ -17,13 +17,16 @@ TEST(FactoryReset, StopsTheServicesRestoresTheFactoryFilesAndKeepsTheModelCode) 
                                     "/user/loginpw_lock", "/etc/passwd-"};
   const char* const mqtt_files[] = {"/user/mqttClientID", "/user/mqttClientcontrolID", "/user/mqttClientfeedbackID",
                                     "/user/mqttTopic", "/user/mqttcontrol", "/user/mqttfeed"};
-  for (const char* path : {"/etc_ro/ZLT.log", "/etc_ro/Outlet3.log", "/etc/passwd", "/usr/local/server.pem"})
+  for (const char* path : {"/etc_ro/ZLT.log", "/etc_ro/Outlet3.log", "/etc/passwd", "/usr/local/server.pem",
+                           "/etc_ro/imglogo/a.png"})
     scratch.write(path, "x\n");
+  scratch.write("/user/ZLT.log", "old\n");
   for (const char* path : user_files) scratch.write(path, "x\n");
   for (const char* path : mqtt_files) scratch.write(path, "x\n");
   scratch.write("/etc_ro/argument.text", "HostName=factory\nwan_dhcp_hn=factory\nPower=1\n");
   scratch.write("/user/argument.text", "HostName=mine\n");
   h.files.make_dirs("/user/local");
+  h.files.make_dirs("/log/www");
   system_actions::factory_reset(h.ctx);
 
   // The services stop, in order, before the board's own restore takes over.
@@ -43,8 +46,10 @@ TEST(FactoryReset, StopsTheServicesRestoresTheFactoryFilesAndKeepsTheModelCode) 
   for (const char* path : mqtt_files) EXPECT_EQ(scratch.read(path), "\n") << path;
   EXPECT_EQ(scratch.read("/user/Scheduledataon1"), "00:00;00:00;00:00;00:00;00:00;00:00;00:00;00:00\n");
   EXPECT_EQ(scratch.read("/user/AllScheduledataoff7"), "24:00;24:00;24:00;24:00;24:00;24:00;24:00;24:00\n");
-  for (const char* path : {"/etc/passwd", "/user/ZLT.log", "/user/Outlet3.log", "/user/local/server.pem"})
-    EXPECT_TRUE(scratch.exists(path)) << path;
+  // The factory copies, into directories (over an old file) and as trees.
+  for (const char* path : {"/etc/passwd", "/user/ZLT.log", "/user/Outlet3.log", "/user/local/server.pem",
+                           "/user/imglogo/a.png", "/log/www/imglogo/a.png"})
+    EXPECT_EQ(scratch.read(path), "x\n") << path;
 
   // The model code becomes host name and title.
   EXPECT_EQ(scratch.read("/user/argument.text"),
