@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -127,37 +128,28 @@ TEST_F(Reader, ActsOnMqttLinesTipEndsResetsAndMachineTypeSeven) {
   EXPECT_EQ(sinks.telnet_bytes, "ab");
 }
 
-// A line that reads one chunk per step; "!" fails (a stale errno: the reason
-// is what failure() says), and the end stops the reader.
-struct ScriptedSource : board::ByteSource {
-  explicit ScriptedSource(std::atomic<bool>& stop) : stop(stop) {}
-  Wait wait(int) override {
-    if (at == steps.size()) return stop = true, Wait::Silence;
-    if (steps[at] != "!") return Wait::Data;
-    ++at;
-    errno = ENOENT;
-    return Wait::Failed;
-  }
-  std::string failure() const override { return "POLLHUP"; }
-  ssize_t read(char* buf, size_t) override {
-    const std::string& s = steps[at++];
-    std::memcpy(buf, s.data(), s.size());
-    return static_cast<ssize_t>(s.size());
-  }
-  std::atomic<bool>& stop;
-  Lines steps{"one\r\n", "!", "two\r\n"};
-  size_t at = 0;
-};
+// A line that says text, then hangs up: a pipe whose writer is gone.
+int line_saying(const char* text) {
+  int p[2];
+  if (::pipe(p) != 0 || ::write(p[1], text, std::strlen(text)) < 0) return -1;
+  ::close(p[1]);
+  return p[0];
+}
 
 TEST_F(Reader, AHungUpLineIsReopenedWithoutSpinning) {
+  board::SerialSource src(line_saying("one\r\n"));
   std::atomic<bool> stop{false};
-  ScriptedSource src(stop);
   int reopens = 0;
-  reader.run(src, stop, [&] { return ++reopens >= 2; });
+  reader.run(src, stop, [&] {
+    if (++reopens == 1) return false;  // not back yet
+    ::close(src.fd());
+    src.set_fd(reopens == 2 ? line_saying("two\r\n") : -1);
+    stop = reopens == 3;
+    return true;
+  });
   EXPECT_EQ(interpreted(), (Lines{"one", "two"}));
-  EXPECT_EQ(reopens, 2);
-  EXPECT_EQ(h.clock.sleeps, (std::vector<long>{1000, 1000}));
-  EXPECT_NE(printed().find("MCU line read error: POLLHUP; reopening\n"), std::string::npos);
+  EXPECT_EQ(h.clock.sleeps, (std::vector<long>{1000, 1000, 1000}));
+  EXPECT_NE(printed().find("MCU line read error: POLLHUP; reopening\nMCU line reopened\n"), std::string::npos);
 }
 
 }  // namespace
