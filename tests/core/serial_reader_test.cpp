@@ -1,3 +1,5 @@
+// The serial reader and the task queue behind it: bytes in, messages queued
+// for the worker in order, lines forwarded to the sessions.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -12,7 +14,6 @@
 
 namespace {
 
-using namespace testing_support;
 using Lines = std::vector<std::string>;
 
 // What the reader sent where.
@@ -25,27 +26,27 @@ struct Sinks : core::McuOutput {
   Lines tcp, telnet, ssh;
 };
 
-class Reader : public ::testing::Test {
- protected:
+struct Reader : ::testing::Test {
   Reader() { pool.start(); }
   // Bytes as they arrive; '~' stands for one silent read (100 ms).
   void line(const std::string& script) {
     for (char c : script) c == '~' ? reader.on_silence() : reader.on_byte(c);
   }
-  Lines interpreted() {
-    pool.drain();
+  Lines interpreted(core::ThreadPool& from) {
+    from.drain();
     std::lock_guard<std::mutex> hold(lock);
     return queued;
   }
+  Lines interpreted() { return interpreted(pool); }
   std::string printed() { return all += h.take_output(); }
 
-  InterpreterHarness h;
+  testing_support::InterpreterHarness h;
   std::string all;
   Sinks sinks;
   std::mutex lock;
   Lines queued;
-  core::ThreadPool pool{h.state, [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); },
-                        h.ctx.out};
+  std::function<void(char*)> record = [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); };
+  core::ThreadPool pool{h.state, record, h.ctx.out};
   core::SerialReader reader{h.ctx, h.state, pool, sinks};
 };
 
@@ -78,16 +79,30 @@ TEST_F(Reader, FramesMessages) {
   }
 }
 
-TEST_F(Reader, OverflowRestartsTheCollectionAndANulDropsTheLine) {
+// An overflow restarts the collection, a NUL drops the line and disarms the
+// status mode, the reset announcement is acted on before it is queued, MQTT
+// lines and the tip end are answered at once, and machine type 7 passes bytes on.
+TEST_F(Reader, ActsOnLinesBeforeTheWorker) {
+  bool queued_first = true;
+  reader.on_reset_announcement = [&] { queued_first = !interpreted().empty(); };
+  line("MQTT topic/x 5\r\nGUI Get Tip Messages End\r\n");
+  EXPECT_EQ(h.nv("mqttBrokerpayloadvalue") + h.nv("Guiupsys") + h.nv("Tipmessage"), "MQTT topic/x 531");
+  EXPECT_EQ(h.mcu.bytes, "GUISYSTIME\r\n");
+  pool.drain();
+  queued.clear();
   line(std::string(4491, 'x'));
   EXPECT_EQ(reader.fill(), 0u);
-  EXPECT_NE(printed().find("Long data for COMMANDMAX bengin--------------!\nbuf: 4491\n"
-                           "Long data for COMMANDMAX end----------------!\n"), std::string::npos);
-  h.state.CheckStatusMode = 4;  // a NUL also disarms the status mode
-  line(std::string("ok\r\nab\0cd\r\n", 11));
-  EXPECT_EQ(interpreted(), Lines{"ok"});
+  h.state.CheckStatusMode = 4;
+  line(std::string("ab\0cd\r\n[SUCCESS]Doing Reset, Please Wait A Moment\r\n", 52));
+  EXPECT_FALSE(queued_first);
+  EXPECT_EQ(interpreted(), Lines{"[SUCCESS]Doing Reset, Please Wait A Moment"});
   EXPECT_EQ(h.state.CheckStatusMode.load(), 0u);
-  EXPECT_NE(printed().find("buff[1857:20250217]ab\n"), std::string::npos);
+  for (const char* part : {"Long data for COMMANDMAX bengin--------------!\nbuf: 4491\n"
+                           "Long data for COMMANDMAX end----------------!\n", "buff[1857:20250217]ab\n"})
+    EXPECT_NE(printed().find(part), std::string::npos) << part;
+  h.state.MachineType = "7";
+  line("ab");
+  EXPECT_EQ(sinks.telnet_bytes, "ab");
 }
 
 TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
@@ -113,21 +128,6 @@ TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
   EXPECT_FALSE(core::is_forward_filtered("<Status 1"));
 }
 
-TEST_F(Reader, ActsOnMqttLinesTipEndsResetsAndMachineTypeSeven) {
-  bool queued_first = true;
-  reader.on_reset_announcement = [&] { queued_first = !interpreted().empty(); };
-  line("[SUCCESS]Doing Reset, Please Wait A Moment\r\n");
-  EXPECT_FALSE(queued_first) << "the reset comes before the message is queued";
-  EXPECT_EQ(interpreted(), Lines{"[SUCCESS]Doing Reset, Please Wait A Moment"});
-  line("MQTT topic/x 5\r\nGUI Get Tip Messages End\r\n");
-  EXPECT_EQ(h.nvram.values["mqttBrokerpayloadvalue"] + h.nvram.values["Guiupsys"] + h.nvram.values["Tipmessage"],
-            "MQTT topic/x 531");
-  EXPECT_EQ(h.mcu.bytes, "GUISYSTIME\r\n");
-  h.state.MachineType = "7";
-  line("ab");
-  EXPECT_EQ(sinks.telnet_bytes, "ab");
-}
-
 // A line that says text, then hangs up: a pipe whose writer is gone.
 int line_saying(const char* text) {
   int p[2];
@@ -150,6 +150,51 @@ TEST_F(Reader, AHungUpLineIsReopenedWithoutSpinning) {
   EXPECT_EQ(interpreted(), (Lines{"one", "two"}));
   EXPECT_EQ(h.clock.sleeps, (std::vector<long>{1000, 1000, 1000}));
   EXPECT_NE(printed().find("MCU line read error: POLLHUP; reopening\nMCU line reopened\n"), std::string::npos);
+}
+
+// The worker takes messages in arrival order; empty ones are freed
+// uninterpreted, null ones refused and left with their owner.
+TEST_F(Reader, TheQueueKeepsTheArrivalOrder) {
+  for (int i = 0; i < 20; ++i) {
+    core::Message m = core::new_message();
+    if (i % 5) std::strcpy(m.get(), ("m" + std::to_string(i)).c_str());
+    ASSERT_EQ(core::thread_pool_add_task(&pool, m), 1);
+  }
+  core::Message none, m = core::new_message();
+  EXPECT_EQ(core::thread_pool_add_task(&pool, none) + core::thread_pool_add_task(nullptr, m), 0);
+  EXPECT_TRUE(m);
+  Lines expected;
+  for (int i = 0; i < 20; ++i)
+    if (i % 5) expected.push_back("m" + std::to_string(i));
+  EXPECT_EQ(interpreted(), expected);
+}
+
+// The message after a full queue drops the oldest half (at least one).
+TEST_F(Reader, AFullQueueDropsTheOldestHalf) {
+  for (int capacity : {500, 7, 1}) {
+    SCOPED_TRACE(capacity);
+    queued.clear();
+    core::ThreadPool full(h.state, record, h.ctx.out, capacity);  // worker not started yet: the queue fills
+    h.state.CheckStatusMode = 7;
+    for (int i = 0; i <= capacity; ++i) {
+      core::Message m = core::new_message();
+      std::strcpy(m.get(), ("m" + std::to_string(i)).c_str());
+      ASSERT_EQ(full.add(m), 1);
+    }
+    const int dropped = capacity > 1 ? capacity / 2 : 1;
+    int count = 0, free_slots = 0;
+    core::thread_pool_get_status(&full, &count, &free_slots);
+    EXPECT_EQ(std::to_string(count) + " " + std::to_string(free_slots), std::to_string(capacity - dropped + 1) + " " +
+                                                                          std::to_string(dropped - 1));
+    EXPECT_EQ(h.state.CheckStatusMode.load(), 0u);
+    EXPECT_EQ(h.take_output(), "队列已满，开始移除 " + std::to_string(dropped) + " 个任务（当前大小: " +
+                                   std::to_string(capacity) + "）\n移除完成，队列新大小: " +
+                                   std::to_string(capacity - dropped) + "\n");
+    ASSERT_TRUE(full.start());
+    const Lines seen = interpreted(full);
+    ASSERT_EQ(seen.size(), static_cast<size_t>(count));
+    EXPECT_EQ(seen.front() + " " + seen.back(), "m" + std::to_string(dropped) + " m" + std::to_string(capacity));
+  }
 }
 
 }  // namespace
