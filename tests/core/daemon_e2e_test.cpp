@@ -12,7 +12,7 @@ namespace {
 
 using namespace testing_support;
 
-// Start-up in order, MCU lines carried to the stores, the commands, the MCU
+// Start-up in order (the leftovers of a crash cleared), MCU lines carried to the stores, the commands, the MCU
 // and the trace, signals handled off the handler, a hung-up line reopened,
 // and nothing left behind on SIGTERM.
 TEST(Daemon, RunsTheUnitFromStartToSigterm) {
@@ -20,7 +20,9 @@ TEST(Daemon, RunsTheUnitFromStartToSigterm) {
   d.nvram_set("SnmpTrapreceiver1", "127.0.0.1:16299");
   d.nvram_set("ZLTMerge", "ZLT8AC");
   d.scratch.write("/user/argument.text", "TitleLabel=Old\nPower=0\n");
+  d.scratch.write("/user/argument.text.tmpAb12Cd", "Half=");  // what an interrupted replacement left
   d.start({"--trace", d.scratch.path("/mcu.trace")});
+  EXPECT_FALSE(d.scratch.exists("/user/argument.text.tmpAb12Cd"));
   EXPECT_EQ(d.nvram("uart_shell") + d.nvram("CheckWriteType") + d.nvram("SystemWaiting"), "zzzzz00");
   EXPECT_EQ(d.scratch.read("/var/run/readuart.pid"), std::to_string(d.pid()));
   const std::string out = d.output();

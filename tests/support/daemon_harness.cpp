@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,10 +27,6 @@ DaemonHarness::~DaemonHarness() {
 void DaemonHarness::replace_line() {
   int m = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (m < 0 || ::grantpt(m) != 0 || ::unlockpt(m) != 0) throw std::runtime_error("no pseudo-terminal");
-  termios t{};  // raw from the start, so nothing the test writes is translated
-  ::tcgetattr(m, &t);
-  ::cfmakeraw(&t);
-  ::tcsetattr(m, TCSANOW, &t);
   std::string tmp = line_path_ + ".new";
   ::unlink(tmp.c_str());
   if (::symlink(::ptsname(m), tmp.c_str()) != 0 || ::rename(tmp.c_str(), line_path_.c_str()) != 0)

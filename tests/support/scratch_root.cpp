@@ -2,10 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <stdexcept>
-
-#include "board/files.h"
 
 namespace testing_support {
 
@@ -13,8 +10,7 @@ namespace fs = std::filesystem;
 
 namespace {
 std::string make_temp_dir() {
-  const char* base = std::getenv("TMPDIR");
-  std::string tmpl = std::string(base && *base ? base : "/tmp") + "/pdud-test-XXXXXX";
+  std::string tmpl = (fs::temp_directory_path() / "pdud-test-XXXXXX").string();  // TMPDIR when set
   if (!::mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
   return tmpl;
 }
@@ -31,22 +27,6 @@ ScratchRoot::~ScratchRoot() {
 
 void ScratchRoot::write(const std::string& unit_path, const std::string& contents) const {
   if (!board::replace_file(path(unit_path), contents)) throw std::runtime_error("write " + unit_path);
-}
-
-std::string ScratchRoot::read(const std::string& unit_path) const {
-  return board::read_file(path(unit_path)).value_or("");
-}
-
-bool ScratchRoot::exists(const std::string& unit_path) const {
-  std::error_code ec;
-  return fs::exists(path(unit_path), ec);
-}
-
-std::vector<std::string> ScratchRoot::lines(const std::string& unit_path) const {
-  std::vector<std::string> out;
-  std::istringstream in(read(unit_path));
-  for (std::string line; std::getline(in, line);) out.push_back(line);
-  return out;
 }
 
 }  // namespace testing_support
