@@ -70,6 +70,7 @@ TEST(HostNvram, HeldValuesBadKeysAndCommit) {
             "3ZLT8AC");
 }
 
+// Each stream begins with what the row says, and is empty when it says nothing.
 TEST(PduNvramTool, ExitCodesAndMessages) {
   Store s;
   s.nvram.set("Gone", "1");
@@ -85,13 +86,13 @@ TEST(PduNvramTool, ExitCodesAndMessages) {
       {{"--root", R, "set", "A"}, 2, "", "pdu-nvram: set takes 2 arguments\n"},
       {{"--root", R, "get", ""}, 2, "", "pdu-nvram: invalid key ''\n"},
   };
+  auto shape = [](int status, const std::string& out, const std::string& err, const auto& c) {
+    return std::to_string(status) + "|" + out.substr(0, c.out.size()) + std::to_string(out.empty()) + "|" +
+           err.substr(0, c.err.size()) + std::to_string(err.empty());
+  };
   for (const auto& c : cases) {
     auto r = run_built_program("pdu-nvram", c.args);
-    // Each stream begins with what the row says, and is empty when it says nothing.
-    EXPECT_EQ(std::to_string(r.status) + "|" + r.out.substr(0, c.out.size()) + std::to_string(r.out.empty()) + "|" +
-                  r.err.substr(0, c.err.size()) + std::to_string(r.err.empty()),
-              std::to_string(c.status) + "|" + c.out + std::to_string(c.out.empty()) + "|" + c.err +
-                  std::to_string(c.err.empty()));
+    EXPECT_EQ(shape(r.status, r.out, r.err, c), shape(c.status, c.out, c.err, c));
   }
 }
 
