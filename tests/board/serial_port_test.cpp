@@ -41,9 +41,11 @@ TEST(SerialPort, TheLineTakesTheSpeedStopBitsAndRawMode) {
 
 int pipe_fds[2];
 
-// A signal during the wait is no failure; a descriptor in error is one, and says so.
-TEST(SerialSource, WaitsThroughSignalsAndNamesAFailure) {
-  ASSERT_EQ(::pipe(pipe_fds), 0);
+// A signal during the wait is no failure; a descriptor in error is one, and
+// says so. Descriptor 0 is a line like any other (a daemon started without
+// standard input).
+TEST(SerialLine, WaitsThroughSignalsNamesAFailureAndWritesOnAnyDescriptor) {
+  ASSERT_EQ(::pipe2(pipe_fds, O_NONBLOCK), 0);
   struct sigaction on{}, old{};
   on.sa_handler = [](int) { (void)!::write(pipe_fds[1], "x", 1); };  // the data comes with the signal
   ASSERT_EQ(::sigaction(SIGALRM, &on, &old), 0);
@@ -52,25 +54,21 @@ TEST(SerialSource, WaitsThroughSignalsAndNamesAFailure) {
   board::SerialSource line(pipe_fds[0]);
   EXPECT_EQ(line.wait(10000), board::ByteSource::Wait::Data) << line.failure();
   ::sigaction(SIGALRM, &old, nullptr);
+  char got[16] = "";
+  EXPECT_EQ(::read(pipe_fds[0], got, sizeof got), 1);
+  const int saved = ::dup(0);
+  ASSERT_EQ(::dup2(pipe_fds[1], 0), 0);
+  board::SerialMcuLine mcu;
+  mcu.set_fd(0);
+  EXPECT_EQ(mcu.write("GUISTATUS\r\n", 11), 11);
+  ::dup2(saved, 0);
+  ::close(saved);
+  EXPECT_EQ(::read(pipe_fds[0], got, sizeof got), 11);
   ::close(pipe_fds[0]);  // the write end of a pipe nobody reads is in error
   board::SerialSource broken(pipe_fds[1]);
   EXPECT_EQ(broken.wait(0), board::ByteSource::Wait::Failed);
   EXPECT_EQ(broken.failure(), "POLLERR");
   ::close(pipe_fds[1]);
-}
-
-// Descriptor 0 is a line like any other (a daemon started without standard input).
-TEST(SerialMcuLine, WritesOnAnyDescriptor) {
-  int p[2], saved = ::dup(0);
-  ASSERT_EQ(::pipe2(p, O_NONBLOCK), 0);
-  ASSERT_EQ(::dup2(p[1], 0), 0);
-  board::SerialMcuLine line;
-  line.set_fd(0);
-  EXPECT_EQ(line.write("GUISTATUS\r\n", 11), 11);
-  ::dup2(saved, 0);
-  char got[16] = "";
-  EXPECT_EQ(::read(p[0], got, sizeof got), 11);
-  for (int fd : {saved, p[0], p[1]}) ::close(fd);
 }
 
 }  // namespace

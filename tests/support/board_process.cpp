@@ -53,11 +53,9 @@ ProcessResult run_process(const std::vector<std::string>& argv) {
   std::FILE* files[2] = {std::tmpfile(), std::tmpfile()};
   pid_t pid = files[0] && files[1] ? start_process(argv, fileno(files[0]), fileno(files[1])) : -1;
   int wstatus = 0;
-  if (pid > 0) {
-    while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
-    }
-    result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
+  while (pid > 0 && ::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
   }
+  if (pid > 0) result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
   std::string* texts[2] = {&result.out, &result.err};
   for (int i = 0; i < 2 && files[i]; ++i) {
     std::rewind(files[i]);
