@@ -26,10 +26,29 @@ struct Store {
   board::SettingsFile settings{files};
 };
 
-// The anchored delete (update_config) and the formatted one (set_formatted)
-// at their buffer limits: an echo line of 127 / 99 characters and a delete line
+// One message's changes, as the worker makes them: a transaction, then commit.
+struct Op {
+  char kind;  // s set, u update_config, f set_formatted, m set_mismatched, r remove, a append
+  std::string key, value;
+  bool done = true;  // what the call says
+};
+
+bool apply(board::SettingsFile& s, const Op& op) {
+  switch (op.kind) {
+    case 's': return s.set(op.key, op.value);
+    case 'u': return s.update_config(op.key, op.value) == 0;
+    case 'f': return s.set_formatted(op.key, op.value);
+    case 'm': return s.set_mismatched("sensorm2invalue", op.key, op.value);
+    case 'r': return s.remove(op.key);
+    default: return s.append(op.key, op.value);
+  }
+}
+
+// One change alone, and a message's changes written once at its end. The
+// anchored delete (update_config) and the formatted one (set_formatted) at
+// their buffer limits: an echo line of 127 / 99 characters and a delete line
 // of 127 / 63 fit, one more does not; a part that does not fit is not done.
-TEST(SettingsFile, CommandLineLimits) {
+TEST(SettingsFile, ChangesAndOneWritePerMessage) {
   const size_t sed = std::strlen("sed -i '/=/d' /user/argument.text");
   auto value = [](const std::string& key, size_t echo_length) {  // the echo line is echo_length long
     return std::string(echo_length - std::strlen("echo '=' >> /user/argument.text") - key.size(), 'v');
@@ -37,52 +56,14 @@ TEST(SettingsFile, CommandLineLimits) {
   // k fits everywhere; the anchored delete of a and the plain one of f are 128 and 64 long, that of g 63.
   const std::string k = "sensor12trigger", a(127 - sed, 'a'), f(64 - sed, 'f'), g(63 - sed, 'g');
   const std::string old = a + "=old\n" + f + "=old\n" + g + "=old\n", whole = k + "=old\n" + old;
-  const struct { bool formatted; std::string key, value; bool ok; std::string after; } cases[] = {
-      {false, k, value(k, 127), true, old + k + "=" + value(k, 127) + "\n"},
-      {false, k, value(k, 128), false, old},
-      {false, a, "1", true, whole + a + "=1\n"},  // appended without deleting
-      {true, k, value(k, 99), true, old + k + "=" + value(k, 99) + "\n"},
-      {true, k, value(k, 100), false, old},
-      {true, g, "1", true, k + "=old\n" + a + "=old\n" + f + "=old\n" + g + "=1\n"},
-      {true, f, "1", true, whole + f + "=1\n"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.key.substr(0, 20) + (c.formatted ? " formatted " : " anchored ") + std::to_string(c.value.size()));
-    Store s;
-    s.scratch.write(kPath, whole);
-    EXPECT_EQ(c.formatted ? s.settings.set_formatted(c.key, c.value) : s.settings.update_config(c.key, c.value) == 0,
-              c.ok);
-    EXPECT_EQ(s.scratch.read(kPath), c.after);
-  }
-}
-
-// One message's changes, as the worker makes them: a transaction, then commit.
-struct Op {
-  char kind;  // s set, u update_config, f set_formatted, m set_mismatched, r remove, a append
-  const char* key;
-  const char* value;
-};
-
-void apply(board::SettingsFile& s, const Op& op) {
-  switch (op.kind) {
-    case 's': s.set(op.key, op.value); break;
-    case 'u': s.update_config(op.key, op.value); break;
-    case 'f': s.set_formatted(op.key, op.value); break;
-    case 'm': s.set_mismatched("sensorm2invalue", op.key, op.value); break;
-    case 'r': s.remove(op.key); break;
-    case 'a': s.append(op.key, op.value); break;
-  }
-}
-
-// One change alone, and a message's changes written once at its end.
-TEST(SettingsFile, ChangesAndOneWritePerMessage) {
-  struct MessageCase {
-    const char* name;
-    const char* before;  // null: no file yet
-    std::vector<Op> ops;
-    const char* after;
-    uint64_t writes;
-  } cases[] = {
+  const struct { const char* name; std::string before; std::vector<Op> ops; std::string after; uint64_t writes; } cases[] = {
+      {"anchored, 127", whole, {{'u', k, value(k, 127)}}, old + k + "=" + value(k, 127) + "\n", 1},
+      {"anchored, 128", whole, {{'u', k, value(k, 128), false}}, old, 1},
+      {"anchored delete too long", whole, {{'u', a, "1"}}, whole + a + "=1\n", 1},
+      {"formatted, 99", whole, {{'f', k, value(k, 99)}}, old + k + "=" + value(k, 99) + "\n", 1},
+      {"formatted, 100", whole, {{'f', k, value(k, 100), false}}, old, 1},
+      {"formatted delete, 63", whole, {{'f', g, "1"}}, k + "=old\n" + a + "=old\n" + f + "=old\n" + g + "=1\n", 1},
+      {"formatted delete, 64", whole, {{'f', f, "1"}}, whole + f + "=1\n", 1},
       {"changed key moves to the end", "HostName=Old\nwan_dhcp_hn=Old\n", {{'s', "HostName", "Lab"}},
        "wan_dhcp_hn=Old\nHostName=Lab\n", 1},
       {"plain delete takes longer keys and values holding KEY=", "XPower=1\nNote=Power=3\nPower=0\nPowerMode5v=1\n",
@@ -92,7 +73,6 @@ TEST(SettingsFile, ChangesAndOneWritePerMessage) {
       {"an empty key's delete takes every line", "A=\nB=2\n", {{'s', "", "x"}}, "=x\n", 1},
       {"a key held twice ends up once", "A=1\nA=1\n", {{'s', "A", "1"}}, "A=1\n", 1},
       {"values cut at LF or CR", "", {{'s', "HostName", "Lab\nZLTMerge=evil"}, {'s', "T", "1\rx"}}, "HostName=Lab\nT=1\n", 1},
-      {"missing file created", nullptr, {{'s', "SEG7", "1"}}, "SEG7=1\n", 1},
       {"last line without newline", "A=1", {{'s', "B", "2"}}, "A=1\nB=2\n", 1},
       {"remove takes longer keys too, append cuts at LF", "Power=1\nA=2\nXPower=3\n",
        {{'r', "Power", ""}, {'a', "A", "5\nB=6"}}, "A=2\nA=5\n", 1},
@@ -117,11 +97,11 @@ TEST(SettingsFile, ChangesAndOneWritePerMessage) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Store s;
-    if (c.before) s.scratch.write(kPath, c.before);
+    s.scratch.write(kPath, c.before);
     {
       board::SettingsFile::Transaction message(s.settings);
-      for (const Op& op : c.ops) apply(s.settings, op);
-      EXPECT_EQ(s.scratch.read(kPath), c.before ? c.before : "") << "nothing is written before the message ends";
+      for (const Op& op : c.ops) EXPECT_EQ(apply(s.settings, op), op.done) << op.key.substr(0, 20);
+      EXPECT_EQ(s.scratch.read(kPath), c.before) << "nothing is written before the message ends";
     }
     EXPECT_EQ(s.scratch.read(kPath), c.after);
     EXPECT_EQ(s.settings.commit_count(), c.writes);
@@ -132,7 +112,8 @@ TEST(SettingsFile, ChangesAndOneWritePerMessage) {
 // damaged file (a NUL byte) is searched whole. The replacement keeps the mode.
 TEST(SettingsFile, IsReadAgainBeforeAChange) {
   Store s;
-  s.settings.set("B", "2");
+  s.settings.set("B", "2");  // the file is created
+  EXPECT_EQ(s.scratch.read(kPath), "B=2\n");
   s.scratch.write(kPath, std::string("A=x\0y\nB=2\nC=3\n", 14));
   ASSERT_EQ(::chmod(s.settings.path().c_str(), 0600), 0);
   EXPECT_TRUE(s.settings.set("B", "4"));
