@@ -64,14 +64,11 @@ TEST(Daemon, RunsTheUnitFromStartToSigterm) {
 
 TEST(Daemon, ReportsWhatItCannotOpen) {
   ScratchRoot r;
-  const struct { std::vector<std::string> args; int status; const char* message; } cases[] = {
-      {{"--serial", r.path("/dev/none")}, 0, "open_port error"},
-      {{"--trace", r.path("/missing/dir/trace")}, 1, "pdud: cannot open the trace file "},
-  };
+  const struct { const char* option; std::string path; int status; const char* message; } cases[] = {
+      {"--serial", r.path("/dev/none"), 0, "open_port error"},
+      {"--trace", r.path("/missing/dir/trace"), 1, "pdud: cannot open the trace file "}};
   for (const auto& c : cases) {
-    std::vector<std::string> args = {"--host", "--root", r.dir(), "--settle-ms", "0"};
-    args.insert(args.end(), c.args.begin(), c.args.end());
-    ProcessResult p = run_built_program("pdud", args);
+    ProcessResult p = run_built_program("pdud", {"--host", "--root", r.dir(), "--settle-ms", "0", c.option, c.path});
     EXPECT_EQ(p.status, c.status) << c.message;
     EXPECT_NE((p.out + p.err).find(c.message), std::string::npos) << p.out << p.err;
   }
