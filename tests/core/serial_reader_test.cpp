@@ -1,4 +1,7 @@
+// The serial reader and the task queue behind it: bytes in, messages queued
+// for the worker in order, lines forwarded to the sessions.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -8,11 +11,10 @@
 
 #include "core/serial_reader.h"
 #include "support/interpreter_harness.h"
-#include "system/factory_reset.h"
 
 namespace {
 
-using namespace testing_support;
+using Lines = std::vector<std::string>;
 
 // What the reader sent where.
 struct Sinks : core::McuOutput {
@@ -21,44 +23,35 @@ struct Sinks : core::McuOutput {
   void to_telnet_sessions(const char* d, size_t n) override { telnet.emplace_back(d, n); }
   void to_ssh_sessions(const char* d, size_t n) override { ssh.emplace_back(d, n); }
   std::string telnet_bytes;
-  std::vector<std::string> tcp, telnet, ssh;
+  Lines tcp, telnet, ssh;
 };
 
-class Reader : public ::testing::Test {
- protected:
-  Reader() : pool(h.state, [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); }, h.ctx.out),
-             reader(h.ctx, h.state, pool, sinks) {
-    reader.on_reset_announcement = [this] { system_actions::factory_reset(h.ctx); };
-    pool.start();
-  }
+struct Reader : ::testing::Test {
+  Reader() { pool.start(); }
   // Bytes as they arrive; '~' stands for one silent read (100 ms).
   void line(const std::string& script) {
     for (char c : script) c == '~' ? reader.on_silence() : reader.on_byte(c);
   }
-  std::vector<std::string> interpreted() {
-    pool.drain();
+  Lines interpreted(core::ThreadPool& from) {
+    from.drain();
     std::lock_guard<std::mutex> hold(lock);
     return queued;
   }
+  Lines interpreted() { return interpreted(pool); }
   std::string printed() { return all += h.take_output(); }
 
-  InterpreterHarness h;
+  testing_support::InterpreterHarness h;
   std::string all;
   Sinks sinks;
   std::mutex lock;
-  std::vector<std::string> queued;
-  core::ThreadPool pool;
-  core::SerialReader reader;
+  Lines queued;
+  std::function<void(char*)> record = [this](char* m) { std::lock_guard<std::mutex> hold(lock); queued.emplace_back(m); };
+  core::ThreadPool pool{h.state, record, h.ctx.out};
+  core::SerialReader reader{h.ctx, h.state, pool, sinks};
 };
 
 TEST_F(Reader, FramesMessages) {
-  struct Case {
-    const char* name;
-    std::string bytes;
-    std::vector<std::string> queued;
-    std::vector<std::string> tcp;
-  };
-  const Case cases[] = {
+  const struct { const char* name; std::string bytes; Lines queued, tcp; } cases[] = {
       {"CR LF ends a message", "abc\r\n", {"abc"}, {}},
       {"a full stop before CR LF goes too", "abc.\r\n", {"abc"}, {}},
       {"a full stop, then 11 silent reads flush whole", "Value 1.5~~~~~~~~~~~", {"Value 1.5"}, {"Value 1.5"}},
@@ -80,40 +73,36 @@ TEST_F(Reader, FramesMessages) {
     std::string bytes = c.bytes;
     bytes.erase(std::remove(bytes.begin(), bytes.end(), '~'), bytes.end());
     EXPECT_EQ(printed().substr(echoed), bytes);  // every byte is echoed
-    // Whatever is left over is ended so the next case starts clean.
-    line("\r\n");
+    line("\r\n");  // whatever is left over is ended so the next case starts clean
     pool.drain();
     echoed = printed().size();
   }
 }
 
-TEST_F(Reader, OverflowRestartsTheCollection) {
+// An overflow restarts the collection, a NUL drops the line and disarms the
+// status mode, the reset announcement is acted on before it is queued, MQTT
+// lines and the tip end are answered at once, and machine type 7 passes bytes on.
+TEST_F(Reader, ActsOnLinesBeforeTheWorker) {
+  bool queued_first = true;
+  reader.on_reset_announcement = [&] { queued_first = !interpreted().empty(); };
+  line("MQTT topic/x 5\r\nGUI Get Tip Messages End\r\n");
+  EXPECT_EQ(h.nv("mqttBrokerpayloadvalue") + h.nv("Guiupsys") + h.nv("Tipmessage"), "MQTT topic/x 531");
+  EXPECT_EQ(h.mcu.bytes, "GUISYSTIME\r\n");
+  pool.drain();
+  queued.clear();
   line(std::string(4491, 'x'));
   EXPECT_EQ(reader.fill(), 0u);
-  line("ok\r\n");
-  EXPECT_EQ(interpreted(), std::vector<std::string>{"ok"});
-  std::string p = printed();
-  EXPECT_NE(p.find("Long data for COMMANDMAX bengin--------------!\nbuf: 4491\n"
-                   "Long data for COMMANDMAX end----------------!\n"),
-            std::string::npos);
-}
-
-TEST_F(Reader, ANulInsideALineDropsItAndDisarmsTheStatusMode) {
   h.state.CheckStatusMode = 4;
-  line(std::string("ab\0cd\r\n", 7));
-  EXPECT_TRUE(interpreted().empty());
+  line(std::string("ab\0cd\r\n[SUCCESS]Doing Reset, Please Wait A Moment\r\n", 52));
+  EXPECT_FALSE(queued_first);
+  EXPECT_EQ(interpreted(), Lines{"[SUCCESS]Doing Reset, Please Wait A Moment"});
   EXPECT_EQ(h.state.CheckStatusMode.load(), 0u);
-  EXPECT_NE(printed().find("buff[1857:20250217]ab\n"), std::string::npos);
-}
-
-TEST_F(Reader, MicrophoneLevelsAreDroppedUnlessTheGuiWatchesThem) {
-  h.nvram.values["EnableTelnet"] = "0";
-  line("MIC2 Peak_Level -30\r\n");
-  EXPECT_TRUE(interpreted().empty());
-  EXPECT_TRUE(sinks.telnet.empty());
-  h.state._checkWebSocketReflesh = 1;
-  line("MIC2 Peak_Level -30\r\n");
-  EXPECT_EQ(interpreted(), std::vector<std::string>{"MIC2 Peak_Level -30"});
+  for (const char* part : {"Long data for COMMANDMAX bengin--------------!\nbuf: 4491\n"
+                           "Long data for COMMANDMAX end----------------!\n", "buff[1857:20250217]ab\n"})
+    EXPECT_NE(printed().find(part), std::string::npos) << part;
+  h.state.MachineType = "7";
+  line("ab");
+  EXPECT_EQ(sinks.telnet_bytes, "ab");
 }
 
 TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
@@ -122,82 +111,78 @@ TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
   EXPECT_TRUE(sinks.telnet.empty() && sinks.ssh.empty());
   h.nvram.values["EnableTelnet"] = "0";
   h.nvram.values["sshOpen"] = "1";
-  line("Outlet 1 ON\r\n<GetPowerStatus On\r\nset  telnet23\r\nx MQTT topic/a 1\r\n");
-  EXPECT_EQ(sinks.telnet, (std::vector<std::string>{"Outlet 1 ON\r\n", "MQTT topic/a 1\r\n"}));
-  EXPECT_EQ(sinks.ssh, (std::vector<std::string>{"Outlet 1 ON\r\n", "x MQTT topic/a 1\r\n"}));
+  line("MIC2 Peak_Level -30\r\nOutlet 1 ON\r\n<GetPowerStatus On\r\nset  telnet23\r\nx MQTT topic/a 1\r\n");
+  h.state._checkWebSocketReflesh = 1;  // microphone levels only when the GUI watches them
+  line("MIC2 Peak_Level -31\r\n");
+  const Lines got = interpreted();
+  EXPECT_TRUE(got.back() == "MIC2 Peak_Level -31" && got[0] == "Outlet 1 ON" && got[1] == "Outlet 1 ON");
+  EXPECT_EQ(sinks.telnet, (Lines{"Outlet 1 ON\r\n", "MQTT topic/a 1\r\n", "MIC2 Peak_Level -31\r\n"}));
+  EXPECT_EQ(sinks.ssh, (Lines{"Outlet 1 ON\r\n", "x MQTT topic/a 1\r\n", "MIC2 Peak_Level -31\r\n"}));
   // Replies and reports the sessions never see, one of each kind.
-  for (const char* l : {"<Power Factor 0.98", "<Total Power 700W", "<Voltage 229.8V", "<Frequency 50Hz",
-                        "<Outlet 2 On", "<TCP/IP", "<MAC", "<mDNS On", "Clue:x", "Note:x", "RUNTIME 1d",
-                        "CMDTIME:1", "[FAIL]GUI Sensor1", "[SUCCESS]Get Device Name To X",
-                        "[SUCCESS]Get Current Model Name To X", "Set TCP/IP2 Enable", "telnet24",
-                        "[SUCCESS]Mqtt Process Detection", "GUI Get Tip Messages Start",
-                        "GUI Get DC Power Controller End"})
+  for (const char* l : {"<Power Factor 0.98", "<Total Power 700W", "<mDNS On", "Clue:x", "Note:x", "RUNTIME 1d",
+                        "CMDTIME:1", "[FAIL]GUI Sensor1", "[SUCCESS]Get Device Name To X", "Set TCP/IP2 Enable",
+                        "telnet24", "GUI Get Tip Messages Start", "GUI Get DC Power Controller End"})
     EXPECT_TRUE(core::is_forward_filtered(l)) << l;
   EXPECT_FALSE(core::is_forward_filtered("<Status 1"));
 }
 
-TEST_F(Reader, ActsOnMqttLinesTipEndsAndMachineTypeSeven) {
-  line("MQTT topic/x 5\r\nGUI Get Tip Messages End\r\n");
-  EXPECT_EQ(h.nvram.values["mqttBrokerpayloadvalue"], "MQTT topic/x 5");
-  EXPECT_EQ(h.nvram.values["Guiupsys"], "3");
-  EXPECT_EQ(h.mcu.bytes, "GUISYSTIME\r\n");
-  EXPECT_EQ(h.nvram.values["Tipmessage"], "1");
-  h.state.MachineType = "7";
-  line("ab");
-  EXPECT_EQ(sinks.telnet_bytes, "ab");
+// A line that says text, then hangs up: a pipe whose writer is gone.
+int line_saying(const char* text) {
+  int p[2];
+  if (::pipe(p) != 0 || ::write(p[1], text, std::strlen(text)) < 0) return -1;
+  ::close(p[1]);
+  return p[0];
 }
-
-TEST_F(Reader, TheResetAnnouncementRunsTheFactoryResetBeforeQueueing) {
-  h.nvram.values["ZLTMerge"] = "ZLT8AC";
-  line("[SUCCESS]Doing Reset, Please Wait A Moment\r\n");
-  ASSERT_FALSE(h.runner.lines.empty());
-  EXPECT_EQ(h.runner.lines.back(), "system_recover_factory");
-  EXPECT_EQ(interpreted(), std::vector<std::string>{"[SUCCESS]Doing Reset, Please Wait A Moment"});
-}
-
-// A source that plays a script: chunks of bytes, silences, then errors.
-struct ScriptedSource : board::ByteSource {
-  std::vector<std::string> steps;  // "" = silence, "!" = read error
-  size_t at = 0;
-  std::atomic<bool>* stop = nullptr;
-  Wait wait(int) override {
-    if (at >= steps.size()) {
-      stop->store(true);
-      return Wait::Silence;
-    }
-    if (steps[at] == "!") {
-      ++at;
-      errno = ENOENT;  // stale: the reason is what failure() says
-      return Wait::Failed;
-    }
-    if (steps[at].empty()) {
-      ++at;
-      return Wait::Silence;
-    }
-    return Wait::Data;
-  }
-  std::string failure() const override { return "POLLHUP"; }
-  ssize_t read(char* buf, size_t max) override {
-    std::string& s = steps[at];
-    size_t n = std::min(max, s.size());
-    std::memcpy(buf, s.data(), n);
-    s.erase(0, n);
-    if (s.empty()) ++at;
-    return static_cast<ssize_t>(n);
-  }
-};
 
 TEST_F(Reader, AHungUpLineIsReopenedWithoutSpinning) {
+  board::SerialSource src(line_saying("one\r\n"));
   std::atomic<bool> stop{false};
-  ScriptedSource src;
-  src.stop = &stop;
-  src.steps = {"one\r\n", "!", "two\r\n"};
   int reopens = 0;
-  reader.run(src, stop, [&] { return ++reopens >= 2; });
-  EXPECT_EQ(interpreted(), (std::vector<std::string>{"one", "two"}));
-  EXPECT_EQ(reopens, 2);
-  EXPECT_EQ(h.clock.sleeps, (std::vector<long>{1000, 1000}));
-  EXPECT_NE(printed().find("MCU line read error: POLLHUP; reopening\n"), std::string::npos);
+  reader.run(src, stop, [&] {
+    if (++reopens == 1) return false;  // not back yet
+    ::close(src.fd());
+    src.set_fd(reopens == 2 ? line_saying("two\r\n") : -1);
+    stop = reopens == 3;
+    return true;
+  });
+  EXPECT_EQ(interpreted(), (Lines{"one", "two"}));
+  EXPECT_EQ(h.clock.sleeps, (std::vector<long>{1000, 1000, 1000}));
+  EXPECT_NE(printed().find("MCU line read error: POLLHUP; reopening\nMCU line reopened\n"), std::string::npos);
+}
+
+// The worker takes messages in arrival order (empty ones are freed
+// uninterpreted, null ones refused and left with their owner); the message
+// after a full queue drops the oldest half, at least one.
+TEST_F(Reader, TheQueueKeepsTheOrderAndDropsTheOldestHalfWhenFull) {
+  core::Message none, kept = core::new_message(), empty = core::new_message();
+  EXPECT_EQ(core::thread_pool_add_task(&pool, none) + core::thread_pool_add_task(nullptr, kept), 0);
+  EXPECT_TRUE(kept);
+  EXPECT_EQ(pool.add(empty), 1);
+  EXPECT_EQ(interpreted(), Lines{});
+  for (int capacity : {500, 7, 1}) {
+    SCOPED_TRACE(capacity);
+    queued.clear();
+    core::ThreadPool full(h.state, record, h.ctx.out, capacity);  // worker not started yet: the queue fills
+    h.state.CheckStatusMode = 7;
+    const int dropped = capacity > 1 ? capacity / 2 : 1;
+    Lines expected;
+    for (int i = 0; i <= capacity; ++i) {
+      core::Message m = core::new_message();
+      std::strcpy(m.get(), ("m" + std::to_string(i)).c_str());
+      ASSERT_EQ(core::thread_pool_add_task(&full, m), 1);
+      if (i >= dropped) expected.push_back("m" + std::to_string(i));
+    }
+    int count = 0, free_slots = 0;
+    core::thread_pool_get_status(&full, &count, &free_slots);
+    EXPECT_EQ(std::to_string(count) + " " + std::to_string(free_slots), std::to_string(capacity - dropped + 1) + " " +
+                                                                          std::to_string(dropped - 1));
+    EXPECT_EQ(h.state.CheckStatusMode.load(), 0u);
+    EXPECT_EQ(h.take_output(), "队列已满，开始移除 " + std::to_string(dropped) + " 个任务（当前大小: " +
+                                   std::to_string(capacity) + "）\n移除完成，队列新大小: " +
+                                   std::to_string(capacity - dropped) + "\n");
+    ASSERT_TRUE(full.start());
+    EXPECT_EQ(interpreted(full), expected);
+  }
 }
 
 }  // namespace

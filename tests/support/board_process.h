@@ -13,8 +13,7 @@ namespace testing_support {
 std::vector<std::string> emulator_prefix();
 
 // argv that starts the built program PDUD_BINARY_DIR/<program> with args.
-std::vector<std::string> built_program_argv(const std::string& program,
-                                            const std::vector<std::string>& args);
+std::vector<std::string> built_program_argv(const std::string& program, const std::vector<std::string>& args);
 
 // Starts argv with standard input from /dev/null and standard output and
 // error on out_fd and err_fd (-1: the test's own), in a process group of its
@@ -31,6 +30,8 @@ struct ProcessResult {
 ProcessResult run_process(const std::vector<std::string>& argv);
 
 // run_process(built_program_argv(program, args)).
-ProcessResult run_built_program(const std::string& program, const std::vector<std::string>& args);
+inline ProcessResult run_built_program(const std::string& program, const std::vector<std::string>& args) {
+  return run_process(built_program_argv(program, args));
+}
 
 }  // namespace testing_support

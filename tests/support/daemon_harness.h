@@ -1,19 +1,19 @@
 #pragma once
 // Runs the real daemon against a pseudo-terminal that stands in for the MCU
-// line: a scratch root, nvram seeded with pdu-nvram, and
+// line: a scratch root, nvram seeded through the host store, and
 //   pdud --host --root R --serial R/dev/mcu --settle-ms 0
 // The test writes MCU bytes on the master side, reads what the daemon writes
-// to the MCU, and looks at the settings file, nvram, the command journal and
-// the daemon's standard output.
+// to the MCU, and looks at the files under the root, nvram and the daemon's
+// standard output (kept in an unnamed file, so the daemon never blocks on it).
 #include <sys/types.h>
 
 #include <chrono>
-#include <functional>
-#include <mutex>
+#include <csignal>
+#include <cstdio>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "board/nvram.h"
 #include "support/board_process.h"
 #include "support/scratch_root.h"
 #include "support/wait.h"
@@ -25,48 +25,41 @@ class DaemonHarness {
   DaemonHarness();
   ~DaemonHarness();
 
-  // Before start(): seed nvram through pdu-nvram, and settings-file lines.
-  void nvram_set(const std::string& key, const std::string& value);
-  void settings(const std::string& contents) { scratch.write("/user/argument.text", contents); }
+  void nvram_set(const std::string& key, const std::string& value) { board::HostNvram(scratch.root()).set(key, value); }
+  std::string nvram(const std::string& key) { return board::HostNvram(scratch.root()).get(key).value_or("<absent>"); }
 
   // Starts pdud and waits until it reads the MCU line.
   void start(const std::vector<std::string>& extra_args = {});
-  // SIGTERM, and the exit status (-1 when it did not end in time).
-  int stop();
-  // SIGKILL, as a crash or a power cut; start() may follow.
-  void kill();
+  // Sends signo (SIGKILL: a crash or a power cut; start() may follow), and
+  // the exit status (-1 when it did not end in time).
+  int stop(int signo = SIGTERM);
   bool running();
   pid_t pid() const { return pid_; }
 
   // The MCU side.
   void mcu_send(const std::string& bytes);
-  // Everything the daemon wrote to the MCU so far.
-  std::string mcu_received();
+  // Waits until what the daemon wrote to the MCU so far contains text.
   bool wait_mcu(const std::string& text, std::chrono::milliseconds deadline = 20s);
   // A new pseudo-terminal behind the same path; the old one hangs up.
   void replace_line();
 
-  // The daemon's side.
+  // What the daemon printed since its last start.
   std::string output();
-  bool wait_output(const std::string& text, std::chrono::milliseconds deadline = 20s);
+  bool wait_output(const std::string& text, std::chrono::milliseconds deadline = 20s) {
+    return wait_until([&] { return output().find(text) != std::string::npos; }, deadline);
+  }
   // Waits until the worker has interpreted the message (its input print).
-  bool wait_interpreted(const std::string& message, std::chrono::milliseconds deadline = 20s);
-  std::string nvram(const std::string& key);  // "<absent>" when missing
-  std::vector<std::string> journal() const { return scratch.lines("/var/log/commands.log"); }
-  std::vector<std::string> settings_lines() const { return scratch.lines("/user/argument.text"); }
+  bool wait_interpreted(const std::string& message, std::chrono::milliseconds deadline = 20s) {
+    return wait_output("\n**RV470_InputData=" + message + "\n", deadline);
+  }
 
   ScratchRoot scratch;
 
  private:
-  void open_line();
-  void pump_output();
-
   int master_ = -1;
   std::string line_path_;
   pid_t pid_ = -1;
-  int out_pipe_ = -1;
-  std::thread out_thread_;
-  std::mutex lock_;
+  std::FILE* out_ = nullptr;
   std::string output_;
   std::string mcu_;
 };

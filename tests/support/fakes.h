@@ -1,60 +1,54 @@
 #pragma once
-// Test doubles of the board: nvram in memory, a runner that records command
-// lines and plays scripted outputs, a clock that records sleeps, an MCU line
-// that records bytes.
+// Test doubles of the board, on top of the board's own recording pieces:
+// nvram in memory that notes the order of its sets, a runner that also keeps
+// the argv commands and plays scripted capture outputs, a clock that records
+// sleeps, an MCU line that records bytes.
 #include <deque>
-#include <map>
 #include <string>
 #include <vector>
 
-#include "board/clock.h"
-#include "board/command_runner.h"
-#include "board/mcu_line.h"
-#include "board/nvram.h"
+#include "board/recording.h"
 
 namespace testing_support {
 
-class MemoryNvram : public board::Nvram {
+class MemoryNvram : public board::RecordingNvram {
  public:
-  std::optional<std::string> get(std::string_view key) override;
-  void set(std::string_view key, std::string_view value) override;
-  void commit() override { ++commits; }
-
+  void set(std::string_view key, std::string_view value) override {
+    RecordingNvram::set(key, value);
+    set_order.emplace_back(key);
+  }
   void erase(const std::string& key) { values.erase(key); }
-  std::map<std::string, std::string> values;
   std::vector<std::string> set_order;  // keys in the order they were set
-  int commits = 0;
 };
 
-class RecordingRunner : public board::CommandRunner {
+class RecordingRunner : public board::RecordingRunner {
  public:
-  int run(const std::string& line) override;
-  int spawn(const std::vector<std::string>& argv) override;
-  board::Capture capture(const std::vector<std::string>& argv) override;
-
-  // Every command in order: run lines as given, argv commands as shell lines.
-  std::vector<std::string> lines;
+  // lines: every command in order, argv commands as shell lines.
+  int spawn(const std::vector<std::string>& argv) override {
+    argvs.push_back(argv);
+    return board::RecordingRunner::spawn(argv);
+  }
+  // The replies in captures, taken in order; when none is left capture fails.
+  board::Capture capture(const std::vector<std::string>& argv) override {
+    argvs.push_back(argv);
+    board::Capture c = board::RecordingRunner::capture(argv);
+    if (!captures.empty()) c = captures.front(), captures.pop_front();
+    return c;
+  }
   std::vector<std::vector<std::string>> argvs;  // spawn and capture calls
-  // Replies of capture(), taken in order; when none is left capture fails.
   std::deque<board::Capture> captures;
 };
 
-class RecordingClock : public board::Clock {
- public:
-  void sleep_ms(long ms) override { sleeps.push_back(ms); }
-  std::vector<long> sleeps;
-};
+using RecordingClock = board::RecordingClock;
 
-class RecordingMcu : public board::McuLine {
+class RecordingMcu : public board::RecordingMcu {
  public:
   ssize_t write(const char* data, size_t n) override {
     bytes.append(data, n);
-    writes.emplace_back(data, n);
-    return static_cast<ssize_t>(n);
+    return board::RecordingMcu::write(data, n);
   }
   using board::McuLine::write;
-  std::string bytes;
-  std::vector<std::string> writes;
+  std::string bytes;  // writes: each write on its own
 };
 
 }  // namespace testing_support

@@ -1,20 +1,16 @@
 #include "support/scratch_root.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <stdexcept>
-
-#include "board/files.h"
 
 namespace testing_support {
 
+namespace fs = std::filesystem;
+
 namespace {
 std::string make_temp_dir() {
-  const char* base = std::getenv("TMPDIR");
-  std::string tmpl = std::string(base && *base ? base : "/tmp") + "/pdud-test-XXXXXX";
+  std::string tmpl = (fs::temp_directory_path() / "pdud-test-XXXXXX").string();  // TMPDIR when set
   if (!::mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
   return tmpl;
 }
@@ -23,34 +19,14 @@ std::string make_temp_dir() {
 ScratchRoot::ScratchRoot() : root_(make_temp_dir()) {}
 
 ScratchRoot::~ScratchRoot() {
-  std::error_code ec;
-  // Make read-only directories of a test removable again.
-  for (auto it = std::filesystem::recursive_directory_iterator(dir(), ec);
-       it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
-    if (it->is_directory(ec)) std::filesystem::permissions(it->path(), std::filesystem::perms::owner_all,
-                                                           std::filesystem::perm_options::add, ec);
-  }
-  std::filesystem::remove_all(dir(), ec);
+  std::error_code ec;  // read-only directories of a test are made removable again
+  for (fs::recursive_directory_iterator it(dir(), ec), end; it != end; it.increment(ec))
+    if (it->is_directory(ec)) fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ec);
+  fs::remove_all(dir(), ec);
 }
 
 void ScratchRoot::write(const std::string& unit_path, const std::string& contents) const {
   if (!board::replace_file(path(unit_path), contents)) throw std::runtime_error("write " + unit_path);
-}
-
-std::string ScratchRoot::read(const std::string& unit_path) const {
-  return board::read_file(path(unit_path)).value_or("");
-}
-
-bool ScratchRoot::exists(const std::string& unit_path) const {
-  std::error_code ec;
-  return std::filesystem::exists(path(unit_path), ec);
-}
-
-std::vector<std::string> ScratchRoot::lines(const std::string& unit_path) const {
-  std::vector<std::string> out;
-  std::istringstream in(read(unit_path));
-  for (std::string line; std::getline(in, line);) out.push_back(line);
-  return out;
 }
 
 }  // namespace testing_support
