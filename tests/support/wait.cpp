@@ -1,2 +1,0 @@
-// wait_until lives in the header; this unit keeps the support library whole.
-#include "support/wait.h"
