@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -13,176 +14,92 @@ namespace testing_support {
 
 namespace {
 
+using Lines = std::vector<std::string>;
+using Fields = std::vector<std::pair<std::string, std::string>>;  // key, raw value in line order
+
+struct Strict {
+  bool sets = false, print = false;
+};
+
 std::string unescape(const std::string& in) {
+  static const char from[] = "rnts\\", to[] = "\r\n\t \\";
   std::string out;
   for (size_t i = 0; i < in.size(); ++i) {
-    if (in[i] != '\\' || i + 1 == in.size()) {
-      out += in[i];
-      continue;
-    }
-    switch (in[++i]) {
-      case 'r': out += '\r'; break;
-      case 'n': out += '\n'; break;
-      case 't': out += '\t'; break;
-      case 's': out += ' '; break;
-      case '\\': out += '\\'; break;
-      default: out += '\\'; out += in[i]; break;
-    }
+    const char* at = in[i] == '\\' && i + 1 < in.size() ? std::strchr(from, in[i + 1]) : nullptr;
+    out += at && *at ? to[at - from] : in[i];
+    i += at && *at ? 1 : 0;
   }
   return out;
 }
 
-std::pair<std::string, std::string> split(const std::string& s, const std::string& sep) {
-  size_t at = s.find(sep);
+std::pair<std::string, std::string> split(const std::string& s, const char* sep) {
+  const size_t at = s.find(sep);
   if (at == std::string::npos) return {s, ""};
-  return {s.substr(0, at), s.substr(at + sep.size())};
+  return {s.substr(0, at), s.substr(at + std::strlen(sep))};
 }
 
-// File-wide "strict:" words (see case_file.h).
-struct Strict {
-  bool sets = false;
-  bool print = false;
-};
-
-struct Case {
-  std::string name;
-  int line = 0;
-  std::vector<std::pair<std::string, std::string>> given;   // key, value in file order
-  std::vector<std::pair<std::string, std::string>> expect;  // "=key", value
-  bool every = false;                                       // an "every case:" block
-};
-
-std::vector<Case> parse(const std::string& path, Strict& strict) {
-  std::ifstream in(path);
-  if (!in) ADD_FAILURE() << "cannot read " << path;
-  std::vector<Case> cases;
-  Case cur;
-  std::vector<std::pair<std::string, std::string>> every;  // given before each later case
-  int n = 0;
-  auto flush = [&] {
-    if (cur.every) {
-      if (!cur.expect.empty()) ADD_FAILURE() << path << ":" << cur.line << ": expectations in 'every case:'";
-      every = cur.given;
-    } else if (!cur.given.empty() || !cur.expect.empty()) {
-      cur.given.insert(cur.given.begin(), every.begin(), every.end());
-      cases.push_back(cur);
-    }
-    cur = Case{};
-  };
-  auto add = [&](const std::string& raw) {
-    auto [key, value] = split(raw, ": ");
-    if (key == raw && raw.back() == ':') key = raw.substr(0, raw.size() - 1);  // "send:" with no value
-    if (key == "strict") {
-      std::istringstream words(value);
-      for (std::string w; words >> w;) {
-        if (w == "sets") strict.sets = true;
-        else if (w == "print") strict.print = true;
-        else ADD_FAILURE() << path << ":" << n << ": unknown strict word '" << w << "'";
-      }
-      return;
-    }
-    if (cur.line == 0) cur.line = n;
-    if (key == "case")
-      cur.name = value;
-    else if (key == "every case")
-      cur.every = true;
-    else if (key == "=both") {
-      cur.expect.emplace_back("=file", value);
-      cur.expect.emplace_back("=nvram", value);
-    } else if (key[0] == '=')
-      cur.expect.emplace_back(key, value);
-    else
-      cur.given.emplace_back(key, value);
-  };
-  for (std::string raw; std::getline(in, raw);) {
-    ++n;
-    if (raw.empty()) {
-      flush();
-    } else if (raw[0] == '#') {
-      continue;
-    } else if (raw.find(" | ") == std::string::npos) {
-      add(raw);
-    } else {  // a whole case on one line
-      flush();
-      for (size_t at; (at = raw.find(" | ")) != std::string::npos; raw.erase(0, at + 3)) add(raw.substr(0, at));
-      add(raw);
-      if (cur.name.empty()) cur.name = cur.given.empty() ? "" : cur.given.back().second;
-      flush();
-    }
+Fields fields_of(std::string line) {
+  Fields out;
+  for (size_t at = 0; at != std::string::npos; line.erase(0, at + 3)) {
+    at = line.find(" | ");
+    auto [key, value] = split(line.substr(0, at), ": ");
+    if (key == "=both") out.emplace_back("=file", value), out.emplace_back("=nvram", value);
+    else out.emplace_back(key, value);
   }
-  flush();
-  return cases;
+  return out;
 }
 
 // The printed output without the dispatcher's echo of each input line.
 std::string without_input_lines(std::string printed) {
   const std::string echo = "\n**RV470_InputData=";
-  for (size_t at; (at = printed.find(echo)) != std::string::npos;) {
-    size_t end = printed.find('\n', at + echo.size());
-    printed.erase(at, end == std::string::npos ? std::string::npos : end + 1 - at);
-  }
+  for (size_t at; (at = printed.find(echo)) != std::string::npos;) printed.erase(at, printed.find('\n', at + 1) + 1 - at);
   return printed;
 }
 
-void run_case(const Case& c, const std::string& file, const Strict& strict) {
-  SCOPED_TRACE(file + ":" + std::to_string(c.line) + ": " + c.name);
+void run_case(const Fields& c, const Strict& strict) {
   InterpreterHarness h;
-  std::vector<std::string> initial_file;
-  std::vector<std::string> messages;
-  for (const auto& [key, value] : c.given) {
-    if (key == "model") {
-      h.set_model(value);
-    } else if (key == "nvram") {
-      auto [k, v] = split(value, "=");
-      h.nvram.values[k] = unescape(v);
-    } else if (key == "file") {
-      initial_file.push_back(unescape(value));
-    } else if (key == "put") {
-      auto [path, contents] = split(value, ": ");
-      h.scratch.write(path, unescape(contents));
-    } else if (key == "mode") {
-      h.state.CheckStatusMode = static_cast<uint32_t>(std::stoul(value));
-    } else if (key == "query") {
+  Lines file, messages;
+  for (const auto& [key, raw] : c) {
+    const std::string value = unescape(raw);
+    if (key == "model") h.nvram.values["ZLTMerge"] = value;
+    else if (key == "nvram") h.nvram.values[split(value, "=").first] = split(value, "=").second;
+    else if (key == "file") file.push_back(value);
+    else if (key == "put") h.scratch.write(split(value, ": ").first, split(value, ": ").second);
+    else if (key == "mode") h.state.CheckStatusMode = static_cast<uint32_t>(std::stoul(value));
+    else if (key == "send") messages.push_back(value);
+    else if (key == "query") {
       std::istringstream words(value);
       int32_t command = 0, first_number = 0, first_or_second = 0;
       words >> command >> first_number >> first_or_second;
-      h.state._readGetCommand = command;
-      h.state._readGetCommandFirstNumber = first_number;
+      h.state._readGetCommand = command, h.state._readGetCommandFirstNumber = first_number;
       h.state._readGetCommandFirstOrSecond = first_or_second;
-    } else if (key == "send") {
-      messages.push_back(unescape(value));
-    } else {
-      ADD_FAILURE() << "unknown key '" << key << "'";
-    }
+    } else if (key != "case" && key[0] != '=') ADD_FAILURE() << "unknown key '" << key << "'";
   }
-  if (!initial_file.empty()) {
-    std::string text;
-    for (const auto& l : initial_file) text += l + "\n";
-    h.scratch.write("/user/argument.text", text);
-  }
+  std::string text;
+  for (const auto& l : file) text += l + "\n";
+  if (!file.empty()) h.scratch.write("/user/argument.text", text);
   const std::map<std::string, std::string> before = h.nvram.values;
-  h.feed_all(messages);
-  std::string printed = h.take_output();
+  for (const auto& m : messages) h.feed(m);
+  const std::string printed = h.take_output();
 
-  std::vector<std::string> want_file = initial_file, want_run;
-  std::map<std::string, std::string> want_nvram;
-  std::vector<std::string> want_set_keys;
-  std::map<std::string, std::vector<std::string>> want_lines;
+  Lines want_file = file, want_run, want_sets;
+  std::map<std::string, std::string> want_nvram, changed;
+  std::map<std::string, Lines> want_lines;
   std::string want_mcu, want_printed;
   std::vector<long> want_sleeps;
   int want_commits = 0;
   bool file_listed = false;
-  for (const auto& [key, raw] : c.expect) {
-    std::string value = unescape(raw);
+  for (const auto& [key, raw] : c) {
+    const std::string value = unescape(raw);
+    const auto [k, v] = split(value, "=");
     if (key == "=file") {
       if (!file_listed) want_file.clear();
       file_listed = true;
-      if (raw != "(none)") want_file.push_back(value);
+      want_file.push_back(value);
     } else if (key == "=nvram") {
-      auto [k, v] = split(raw, "=");
-      want_set_keys.push_back(k);
+      want_sets.push_back(k);
       auto it = before.find(k);
-      if (!strict.sets || it == before.end() || it->second != unescape(v)) want_nvram[k] = unescape(v);
+      if (!strict.sets || it == before.end() || it->second != v) want_nvram[k] = v;
     } else if (key == "=run" && raw == "<network restart>") {
       want_run.insert(want_run.end(), {"killall -9 udhcpc 2>/dev/null", "killall -9 odhcp6c 2>/dev/null",
                                        "killall -9 mDNSResponder 2>/dev/null", "/sbin/ifconfig br-lan1 down",
@@ -195,10 +112,9 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
     } else if (key == "=sleep") {
       std::istringstream words(raw);
       for (long ms; words >> ms;) want_sleeps.push_back(ms);
-    } else if (key == "=print" && strict.print) {
-      want_printed += value + "\n";
     } else if (key == "=print") {
-      EXPECT_NE(printed.find(value), std::string::npos) << "printed:\n" << printed;
+      if (strict.print) want_printed += value + "\n";
+      else EXPECT_NE(printed.find(value), std::string::npos) << "printed:\n" << printed;
     } else if (key == "=lines") {
       auto [path, line] = split(raw, ": ");
       auto& lines = want_lines[path];
@@ -206,31 +122,25 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
     } else if (key == "=absent") {
       EXPECT_FALSE(h.scratch.exists(raw)) << raw;
     } else if (key == "=mode") {
-      EXPECT_EQ(h.state.CheckStatusMode.load(), std::stoul(raw)) << "CheckStatusMode";
+      EXPECT_EQ(std::to_string(h.state.CheckStatusMode.load()), raw) << "CheckStatusMode";
     } else if (key == "=query") {
-      EXPECT_EQ(std::to_string(h.state._readGetCommand.load()) + " " +
-                    std::to_string(h.state._readGetCommandFirstNumber.load()) + " " +
-                    std::to_string(h.state._readGetCommandFirstOrSecond.load()),
-                raw)
-          << "query state";
+      EXPECT_EQ(std::to_string(h.state._readGetCommand) + " " + std::to_string(h.state._readGetCommandFirstNumber) +
+                    " " + std::to_string(h.state._readGetCommandFirstOrSecond), raw) << "query state";
     } else if (key == "=commits") {
       want_commits = std::stoi(raw);
-    } else {
+    } else if (key[0] == '=') {
       ADD_FAILURE() << "unknown expectation '" << key << "'";
     }
   }
 
   EXPECT_EQ(h.settings_lines(), want_file) << "settings file";
-  std::map<std::string, std::string> changed;
-  for (const auto& [k, v] : h.nvram.values) {
-    auto it = before.find(k);
-    if (it == before.end() || it->second != v) changed[k] = v;
-  }
+  for (const auto& [k, v] : h.nvram.values)
+    if (!before.count(k) || before.at(k) != v) changed[k] = v;
   for (const auto& [k, v] : before)
     if (!h.nvram.values.count(k)) changed[k] = "<deleted>";
   EXPECT_EQ(changed, want_nvram) << "nvram changes";
   if (strict.sets) {
-    EXPECT_EQ(h.nvram.set_order, want_set_keys) << "nvram sets";
+    EXPECT_EQ(h.nvram.set_order, want_sets) << "nvram sets";
   }
   if (strict.print) {
     EXPECT_EQ(without_input_lines(printed), want_printed) << "printed";
@@ -245,11 +155,27 @@ void run_case(const Case& c, const std::string& file, const Strict& strict) {
 }  // namespace
 
 void run_case_file(const std::string& relative_path) {
-  const std::string path = std::string(PDUD_TEST_DATA) + "/" + relative_path;
+  std::ifstream in(std::string(PDUD_TEST_DATA) + "/" + relative_path);
+  ASSERT_TRUE(in) << "cannot read " << relative_path;
   Strict strict;
-  std::vector<Case> cases = parse(path, strict);
-  EXPECT_FALSE(cases.empty()) << path << " holds no case";
-  for (const Case& c : cases) run_case(c, relative_path, strict);
+  Fields every;
+  int n = 0, cases = 0;
+  for (std::string line; std::getline(in, line); ++n) {
+    if (line.empty() || line[0] == '#') continue;
+    Fields c = fields_of(line);
+    if (c[0].first == "strict") {
+      strict.sets = c[0].second.find("sets") != std::string::npos;
+      strict.print = c[0].second.find("print") != std::string::npos;
+    } else if (c[0].first == "every") {
+      every.assign(c.begin() + 1, c.end());
+    } else {
+      c.insert(c.begin(), every.begin(), every.end());
+      SCOPED_TRACE(relative_path + ":" + std::to_string(n + 1) + ": " + line);
+      run_case(c, strict);
+      ++cases;
+    }
+  }
+  EXPECT_GT(cases, 0) << relative_path << " holds no case";
 }
 
 }  // namespace testing_support
