@@ -18,14 +18,11 @@ class InterpreterHarness {
   InterpreterHarness();
   ~InterpreterHarness();
 
-  // Interprets one message as the worker would (in a 4500-byte buffer).
+  // Interprets one message as the worker would (in a 4500-byte buffer, in a
+  // settings transaction of its own).
   int feed(const std::string& message);
-  void feed_all(const std::vector<std::string>& messages);
-
-  void set_model(const std::string& code) { nvram.values["ZLTMerge"] = code; }
   // The settings file's lines, in order.
   std::vector<std::string> settings_lines() const { return scratch.lines("/user/argument.text"); }
-  std::string nv(const std::string& key) const;  // nvram value or "<absent>"
   // What handlers printed since the last call.
   std::string take_output();
 
@@ -38,9 +35,8 @@ class InterpreterHarness {
 
  private:
   char* out_buf_ = nullptr;
-  size_t out_len_ = 0;
+  size_t out_len_ = 0, taken_ = 0;
   std::FILE* out_ = nullptr;
-  size_t taken_ = 0;
 
  public:
   board::Files files;
