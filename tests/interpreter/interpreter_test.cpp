@@ -51,7 +51,8 @@ TEST(Dispatcher, EachRowIsNamedByTheWordsOfItsPrefix) {
   }
 }
 
-TEST(Dispatcher, TextHelpers) {
+// The phrase search: the whole text may be the phrase; no text, no phrase.
+TEST(Dispatcher, PhraseSearch) {
   char text[] = "abc";
   EXPECT_EQ(interp::str_Endpoint(text, "bc"), text + 3);
   EXPECT_EQ(interp::str_Endpoint(nullptr, "a"), nullptr);
@@ -60,28 +61,18 @@ TEST(Dispatcher, TextHelpers) {
   EXPECT_EQ(interp::str_Endpoint_len(text, "abc", 2), nullptr);
   EXPECT_EQ(interp::str_Endpoint_len(text, "b", 2), text + 2);
   EXPECT_EQ(interp::str_Endpoint_len(nullptr, "a", 2), nullptr);
-  // CopyString translates only in mode one: source, mode, the slot after.
-  const struct { char src; int mode; char expected; } cases[] = {
-      {'N', 1, '0'}, {'Y', 1, '1'}, {'X', 1, 'X'}, {'Q', 1, '-'}, {'Q', 2, 'Q'}, {'7', 3, '7'}, {'Y', 4, '-'}};
-  for (const auto& c : cases) {
-    char dest[8] = "-------";
-    interp::CopyString(c.src, 256 + 3, dest, c.mode);
-    EXPECT_EQ(dest[3], c.expected) << c.src << " mode " << c.mode;
-  }
 }
 
 // Response and trigger words: the first keyword the word contains gives the code.
 TEST(EventRules, ConvertersPutTheFirstContainedWordsCode) {
-  const struct { const char* word; char response, trigger; } cases[] = {  // '-': unchanged
-      {"NoAction", '1', '-'}, {"PowerOn", '2', '-'},  {"PowerON", '2', '2'}, {"PowerOFF", '3', '3'},
-      {"Restart", '4', '-'},  {"N/A", '1', '1'},      {"Min-Max", '-', '4'}, {"Max", '-', '2'},
-      {"Min", '-', '3'},      {"Explode", '-', '-'},  {"NoTriggerON", '-', '1'}, {"RestartNoAction", '1', '-'}};
-  for (const auto& c : cases) {
+  // word, response code, trigger code ('-': unchanged)
+  for (const char* c : {"NoAction 1-", "PowerOn 2-", "PowerON 22", "PowerOFF 33", "Restart 4-", "N/A 11", "Min-Max -4",
+                        "Max -2", "Min -3", "Explode --", "NoTriggerON -1", "RestartNoAction 1-"}) {
+    const std::string word = std::string(c).substr(0, std::strchr(c, ' ') - c), codes = std::strchr(c, ' ') + 1;
     std::string response = "---", trigger = "---";
-    interp::process_response(c.word, response, 1);
-    interp::process_trigger(c.word, trigger, 1);
-    EXPECT_EQ(response, std::string("-") + c.response + "-") << c.word;
-    EXPECT_EQ(trigger, std::string("-") + c.trigger + "-") << c.word;
+    interp::process_response(word.c_str(), response, 1);
+    interp::process_trigger(word.c_str(), trigger, 1);
+    EXPECT_EQ(response[1] + std::string(1, trigger[1]), codes) << word;
   }
   std::string codes = "111";
   for (int index : {-1, 3, 1000}) interp::process_response("Restart", codes, index);
