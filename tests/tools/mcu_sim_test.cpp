@@ -47,7 +47,9 @@ std::set<std::string> keys_of(const std::string& path) {
   return keys;
 }
 
-TEST(McuSim, EveryCommandFormIsAnsweredWithALineTheInterpreterActsOn) {
+// Every command form is answered with a line the interpreter acts on; a bad
+// command with a fail line that changes nothing, in the model or the daemon.
+TEST(McuSim, EveryAnswerIsALineTheInterpreterActsOn) {
   std::map<std::string, int> accepted;
   for (const char* model : {"ZLT8AC", "ZLT8DC"}) {
     auto h = interpret(model, {});
@@ -60,6 +62,14 @@ TEST(McuSim, EveryCommandFormIsAnsweredWithALineTheInterpreterActsOn) {
     }
   }
   for (const mcusim::Command& c : mcusim::commands()) EXPECT_GT(accepted[c.example], 0) << c.example;
+  for (const char* bad : {"Set Outlet 12 OFF", "Set Outlet 3 DIM", "Set RS232 Baud Rate To 1234", "hello",
+                          "Set TCP/IP1 IP Address To 1.2.3.256", "Set Outlet 2 Voltage Status 24V"}) {
+    mcusim::Mcu mcu("ZLT8AC");
+    const mcusim::Lines dump_before = mcu.status_dump(), answers = mcu.handle(bad);
+    EXPECT_EQ(answers.size() == 1 ? answers[0].substr(0, 6) : "", "[FAIL]") << bad;
+    EXPECT_EQ(mcu.status_dump(), dump_before) << bad;
+    EXPECT_FALSE(acts_on(*interpret("ZLT8AC", {}), answers)) << bad;
+  }
 }
 
 TEST(McuSim, CommandsChangeTheKeysTheyAreAbout) {
@@ -82,18 +92,6 @@ TEST(McuSim, CommandsChangeTheKeysTheyAreAbout) {
   for (const auto& c : cases) {
     mcusim::Mcu mcu(c.model);
     EXPECT_EQ(interpret(c.model, mcu.handle(c.command))->nvram.values[c.key], c.value) << c.model << ": " << c.command;
-  }
-}
-
-TEST(McuSim, BadCommandsAreRefusedWithAFailLineAndChangeNothing) {
-  for (const char* bad : {"Set Outlet 12 OFF", "Set Outlet 3 DIM", "Set RS232 Baud Rate To 1234", "hello",
-                          "Set TCP/IP1 IP Address To 1.2.3.256", "Set Outlet 2 Voltage Status 24V"}) {
-    mcusim::Mcu mcu("ZLT8AC");
-    const mcusim::Lines dump_before = mcu.status_dump(), answers = mcu.handle(bad);
-    ASSERT_EQ(answers.size(), 1u) << bad;
-    EXPECT_EQ(answers[0].rfind("[FAIL]", 0), 0u) << bad;
-    EXPECT_EQ(mcu.status_dump(), dump_before) << bad;
-    EXPECT_FALSE(acts_on(*interpret("ZLT8AC", {}), answers)) << bad;
   }
 }
 
