@@ -14,7 +14,7 @@
 #include "support/interpreter_harness.h"
 
 TEST(DispatchIndex, TakesTheRowTheLinearWalkTakes) {
-  std::vector<std::string> phrases, rows, messages;
+  std::vector<std::string> phrases, rows;
   for (const interp::Recogniser* r : interp::recogniser_chain()) {
     if (r->prefix) phrases.push_back(r->prefix);
     for (const char* const* need = r->needs; need && *need; ++need) phrases.push_back(*need);
@@ -23,7 +23,7 @@ TEST(DispatchIndex, TakesTheRowTheLinearWalkTakes) {
     std::ifstream dump(std::string(PDUD_TEST_DATA) + "/interpreter/status/data/" + model + ".dump");
     for (std::string line; std::getline(dump, line);) rows.push_back(line);
   }
-  messages = rows;
+  std::vector<std::string> messages = rows;
   for (const std::string& p : phrases) messages.insert(messages.end(), {p, p + "3 ON", "x" + p + p});
   std::mt19937 random(12);
   auto pick = [&](const std::vector<std::string>& from) { return from[random() % from.size()]; };

@@ -1,6 +1,7 @@
 // pdu-mcu-sim speaks the daemon's vocabulary: every answer it gives is a line
 // that MachineCommunication_RV470 acts on, and its status dumps fill the same
-// keys as the dumps of a real unit. `make demo` runs end to end.
+// keys as the dumps of a real unit; --replay plays back what pdud --trace
+// recorded. `make demo` runs end to end.
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
@@ -13,8 +14,11 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 
+#include "board/trace_file.h"
 #include "mcu-sim/mcu_model.h"
+#include "mcu-sim/transcript.h"
 #include "support/interpreter_harness.h"
 
 using testing_support::InterpreterHarness;
@@ -117,6 +121,22 @@ TEST(McuSim, EachModelsStatusDumpFillsTheKeysOfARealDump) {
     EXPECT_EQ(nv["Tipoutlet"].substr(0, 2), "21");
     EXPECT_NE(nv["Carrent1"], "0.000A");
   }
+}
+
+// A trace gives back the lines the daemon read, with their pauses; plain lines
+// wait what their "+ms" prefix says.
+TEST(Transcript, GivesBackTheLinesReadWithTheirPauses) {
+  auto rx = [](long long mono, const std::string& bytes) {
+    return "2026-11-23 10:00:00.000 " + std::to_string(mono) + " rx " + board::TraceFile::quoted(bytes) + "\n";
+  };
+  std::istringstream trace(rx(1000, "[SUCCESS]Set Outlet 3 OF") + rx(1002, "F\r\nTip:\x01\"q\"\\\r\n") +
+                           "2026-11-23 10:00:00.010 1010 tx \"GUISTATUS\\r\\n\"\n" +
+                           "2026-11-23 10:00:00.011 1011 row outlet-off keys: Outlet3\n" + rx(1500, "Get Time.") +
+                           rx(1900, "Power Key\r\n"));
+  EXPECT_EQ(mcusim::read_transcript(trace), (mcusim::Transcript{{0, "[SUCCESS]Set Outlet 3 OFF"}, {0, "Tip:\x01\"q\"\\"},
+                                                               {498, "Get Time."}, {400, "Power Key"}}));
+  std::istringstream plain("first\n+250 second\n+40\n\nthird\r\n");
+  EXPECT_EQ(mcusim::read_transcript(plain), (mcusim::Transcript{{0, "first"}, {250, "second"}, {40, ""}, {0, "third"}}));
 }
 
 TEST(Demo, RunsPrintsTheUnitFromNvramAndLeavesNothingBehind) {

@@ -49,7 +49,7 @@ TEST(StatusDump, EachModelsDumpGivesItsSettingsFileAndNvram) {
   }
 }
 
-TEST(StatusTokeniser, SplitsRowsIntoColumns) {
+TEST(StatusTokeniser, SplitsRowsIntoColumnsAndFindsTheRow) {
   // Runs of spaces are one separator; a leading space gives an empty column 0;
   // short rows give empty columns; the rest is never read; only a space ends a
   // column; a column is cut at 19 characters, the rest of it consumed.
@@ -65,13 +65,12 @@ TEST(StatusTokeniser, SplitsRowsIntoColumns) {
     });
     EXPECT_EQ(got, c.tokens) << '"' << c.row << '"';
   }
-}
-
-TEST(StatusTokeniser, RowIdentityIsTheFirstNumberContained) {
-  const struct { const char* token; int last; bool sys_row; int id; } cases[] = {
+  // A row's identity: the first digit of its first column, up to the last
+  // outlet; SYS is the row after the last, where a SYS row counts.
+  const struct { const char* token; int last; bool sys_row; int id; } rows[] = {
       {"3", 9, true, 3},   {"12", 9, true, 1}, {"SYS", 9, true, 10}, {"SYS", 8, true, 9},
       {"9", 8, true, 0},   {"SYS", 8, false, 0}, {"x", 9, true, 0},  {"5", 4, true, 0}};
-  for (const auto& c : cases)
+  for (const auto& c : rows)
     EXPECT_EQ(interp::row_identity(c.token, c.last, c.sys_row), c.id) << c.token << " last " << c.last;
 }
 
