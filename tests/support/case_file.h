@@ -20,7 +20,7 @@
 //   =sleep: 1000 2000              the sleeps requested, in order
 //   =print: text                   printed output contains text
 //   =lines: /user/ZLT.log: a line  that file's lines after, whole, in order
-//   =absent: /user/Outlet1.log     that file does not exist
+//   =lines: /user/ZLT.log: (none)  that file is empty or absent
 //   =mode: 0                       CheckStatusMode after
 //   =query: 0 0 0                  the three query-state values after
 //   =commits: 1                    nvram commits

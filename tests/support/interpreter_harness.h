@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "core/state.h"
 #include "interpreter/common/context.h"
@@ -44,13 +42,9 @@ struct InterpreterHarness {
   RecordingClock clock;
   RecordingMcu mcu;
   core::SharedState state;
-
- private:
-  char* out_buf_ = nullptr;
+  char* out_buf_ = nullptr;  // what handlers print
   size_t out_len_ = 0, taken_ = 0;
   std::FILE* out_ = open_memstream(&out_buf_, &out_len_);
-
- public:
   board::Files files{scratch.root()};
   board::SettingsFile settings{files};
   interp::Context ctx{board::Board{files, nvram, settings, runner, clock, mcu, out_}, state};
