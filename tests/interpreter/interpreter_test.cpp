@@ -7,7 +7,6 @@
 #include <cstring>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "interpreter/common/codes.h"
 #include "interpreter/dispatcher.h"
@@ -59,6 +58,9 @@ TEST(Dispatcher, PhraseSearch) {
   EXPECT_EQ(interp::str_Endpoint_len(text, "abc", 3), text + 3);  // the whole text is the phrase
   EXPECT_EQ(interp::str_Endpoint_len(text, "abc", 2), nullptr);
   EXPECT_EQ(interp::str_Endpoint_len(text, "b", 2), text + 2);
+  testing_support::InterpreterHarness h;  // and a message no row takes is named so
+  h.feed("nothing at all");
+  EXPECT_EQ(interp::taken_by(h.ctx), "no effect");
 }
 
 // Response and trigger words: the first keyword the word contains gives the code.

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <vector>
 
 #include "support/interpreter_harness.h"
 

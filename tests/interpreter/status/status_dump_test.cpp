@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
-#include <string>
 #include <vector>
 
 #include "interpreter/common/tokenizer.h"
