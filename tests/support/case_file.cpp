@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <vector>
 
 #include "support/interpreter_harness.h"
 
@@ -119,8 +120,18 @@ void run_case_file(const std::string& relative_path) {
   ASSERT_TRUE(in) << "cannot read " << relative_path;
   bool strict_sets = false, strict_print = false;
   Fields every;
-  int n = 0, cases = 0;
-  for (std::string line; std::getline(in, line); ++n) {
+  std::vector<std::pair<int, std::string>> lines;  // a case's first line number, its continuations joined
+  int n = 0;
+  for (std::string line; std::getline(in, line);) {
+    ++n;
+    const size_t lead = line.find_first_not_of(" \t");
+    if (lead > 0 && lead != std::string::npos && line.compare(lead, 2, "| ") == 0 && !lines.empty())
+      lines.back().second += " " + line.substr(lead);
+    else
+      lines.emplace_back(n, line);
+  }
+  int cases = 0;
+  for (auto& [first, line] : lines) {
     if (line.empty() || line[0] == '#') continue;
     Fields c;
     for (size_t at = 0; at != std::string::npos; line.erase(0, at + 3)) {
@@ -136,7 +147,7 @@ void run_case_file(const std::string& relative_path) {
       every.assign(c.begin() + 1, c.end());
     } else {
       c.insert(c.begin(), every.begin(), every.end());
-      SCOPED_TRACE(relative_path + ":" + std::to_string(n + 1));
+      SCOPED_TRACE(relative_path + ":" + std::to_string(first));
       run_case(c, strict_sets, strict_print);
       ++cases;
     }

@@ -1,6 +1,7 @@
 #pragma once
 // Interpreter cases kept as text: one case a line, its fields separated by
-// " | ", each field "key: value". '#' starts a comment line. Values take C
+// " | ", each field "key: value". A line that starts with blanks and "| "
+// continues the case above it. '#' starts a comment line. Values take C
 // escapes (\r \n \t \\) and \s for a blank that must not be lost at the end.
 //
 //   case: the device name goes to both stores   a name, for the reader only
