@@ -6,6 +6,7 @@
 // and only fixed lines may have gone to the MCU.
 #include <algorithm>
 #include <cstring>
+#include <sstream>
 
 #include "fuzz/rigs.h"
 #include "interpreter/dispatcher.h"
@@ -27,21 +28,19 @@ const uint32_t kModes[] = {0, 1, 3, 4, 5, 6, 7, 11, 12, 13, 14, 2};
 
 struct CheckingRunner : board::CommandRunner {
   std::string aes;
-  std::vector<std::string> trap_form;  // a trap's arguments before the event text
+  std::vector<std::string> trap_form;  // a trap's arguments before the event text, the same for every trap
   int run(const std::string& line) override {
     if (!kFixedLines.count(line)) fail("not a fixed command line", line);
     return 0;
   }
   int spawn(const std::vector<std::string>& argv) override {
-    // A trap: only the event text, the last argument, may differ from trap to trap.
     std::vector<std::string> form(argv.begin(), argv.end() - (argv.empty() ? 0 : 1));
     if (trap_form.empty()) trap_form = form;
     if (argv.empty() || argv[0] != "snmptrap" || form != trap_form) fail("unexpected program", board::shell_line(argv));
     return 0;
   }
   board::Capture capture(const std::vector<std::string>& argv) override {
-    if (argv.size() != 3 || argv[0] != aes || (argv[1] != "-e" && argv[1] != "-d"))
-      fail("unexpected capture", board::shell_line(argv));
+    if (argv.size() != 3 || argv[0] != aes || (argv[1] != "-e" && argv[1] != "-d")) fail("unexpected capture", board::shell_line(argv));
     return board::Capture{0, "ENC\n"};
   }
 };
@@ -68,13 +67,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     board::SettingsFile::Transaction transaction(u.settings);  // one per message, as the worker has it
     interp::MachineCommunication_RV470(u.ctx, message.get());
   }
-  const std::string text = u.files.read(board::kSettingsPath).value_or("");
-  for (size_t pos = 0, end; pos < text.size(); pos = end + 1) {
-    end = text.find('\n', pos);
-    std::string line = text.substr(pos, end - pos);
-    size_t eq = line.find('=');
-    auto bad = [](unsigned char c) { return c <= ' ' || c >= 127 || c == '\''; };
-    if (end == std::string::npos || eq == 0 || eq == std::string::npos || line.find('\r') != std::string::npos ||
+  std::istringstream text(u.files.read(board::kSettingsPath).value_or(""));
+  auto bad = [](unsigned char c) { return c <= ' ' || c >= 127 || c == '\''; };
+  for (std::string line; std::getline(text, line);) {
+    const size_t eq = line.find('=');
+    if (text.eof() || eq == 0 || eq == std::string::npos || line.find('\r') != std::string::npos ||
         std::any_of(line.begin(), line.begin() + static_cast<long>(eq), bad))
       fail("settings line is not key=value (a plain key, no CR, ended by LF)", line);
   }

@@ -22,15 +22,17 @@ def write(name, model, mode, messages, line):
 
 unescape = {"r": "\r", "n": "\n", "t": "\t", "\\": "\\", "s": " "}
 for path in sorted(glob.glob("tests/interpreter/**/*.cases", recursive=True)):
+    # One case a line; a line that starts with blanks and "| " continues the case above it.
+    text = re.sub(r"\n[ \t]+\| ", " | ", open(path, encoding="utf-8").read())
     every = []
-    for n, block in enumerate(open(path, encoding="utf-8").read().split("\n\n")):
-        lines = [l for l in block.splitlines() if l and not l.startswith("#")]
-        if lines and lines[0] == "every case:":
-            every = lines[1:]
+    for n, line in enumerate(l for l in text.splitlines() if l and not l.startswith(("#", "strict:"))):
+        fields = [f.partition(": ")[::2] for f in line.split(" | ")]
+        if fields[0][0] == "every":
+            every = fields[1:]
             continue
-        given = dict(line.partition(": ")[::2] for line in every + lines)
-        sends = [re.sub(r"\\(.)", lambda m: unescape.get(m.group(1), m.group(0)), l[6:]).encode()
-                 for l in every + lines if l.startswith("send: ")]
+        given = dict(every + fields)
+        sends = [re.sub(r"\\(.)", lambda m: unescape.get(m.group(1), m.group(0)), v).encode()
+                 for k, v in every + fields if k == "send"]
         if sends:
             write(f"{os.path.basename(path)[:-6]}-{n:03d}", given.get("model", ""), int(given.get("mode", 0)), sends,
                   b"\r\n".join(sends) + b"\r\n")

@@ -14,16 +14,16 @@
 #include "support/interpreter_harness.h"
 
 TEST(DispatchIndex, TakesTheRowTheLinearWalkTakes) {
-  std::vector<std::string> phrases, messages;
+  std::vector<std::string> phrases, rows;
   for (const interp::Recogniser* r : interp::recogniser_chain()) {
     if (r->prefix) phrases.push_back(r->prefix);
     for (const char* const* need = r->needs; need && *need; ++need) phrases.push_back(*need);
   }
   for (const char* model : {"ZLT8AC", "ZLT8DC"}) {
     std::ifstream dump(std::string(PDUD_TEST_DATA) + "/interpreter/status/data/" + model + ".dump");
-    for (std::string line; std::getline(dump, line);) messages.push_back(line);
+    for (std::string line; std::getline(dump, line);) rows.push_back(line);
   }
-  const std::vector<std::string> pieces = messages;  // the dump rows
+  std::vector<std::string> messages = rows;
   for (const std::string& p : phrases) messages.insert(messages.end(), {p, p + "3 ON", "x" + p + p});
   std::mt19937 random(12);
   auto pick = [&](const std::vector<std::string>& from) { return from[random() % from.size()]; };
@@ -31,7 +31,7 @@ TEST(DispatchIndex, TakesTheRowTheLinearWalkTakes) {
   for (int i = 0; i < 3000; ++i) {  // a few fragments: a dump row's tail, a piece of one phrase
     std::string m, p = pick(phrases);
     for (int n = random() % 4; n >= 0; --n)
-      m += random() % 2 ? piece(pick(pieces), random() % 8, 80) : piece(p, random() % 3 * 9, 4 + random() % 40);
+      m += random() % 2 ? piece(pick(rows), random() % 8, 80) : piece(p, random() % 3 * 9, 4 + random() % 40);
     messages.push_back(m);
   }
   testing_support::InterpreterHarness linear, indexed;

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <set>
 #include <string>
-#include <vector>
 
+#include "interpreter/common/codes.h"
 #include "interpreter/dispatcher.h"
-#include "interpreter/event_rules.h"
 #include "support/case_file.h"
 #include "support/interpreter_harness.h"
 
@@ -25,10 +25,7 @@ INSTANTIATE_TEST_SUITE_P(Interpreter, CaseFile,
                          testing::Values("cases/dispatcher", "cases/system_identity", "cases/query_replies",
                                          "cases/outlet_settings", "cases/outlet_state", "cases/event_rules",
                                          "cases/sensor_network", "cases/notifications", "status/cases/status"),
-                         [](const auto& info) {
-                           std::string name = info.param;
-                           return name.substr(name.rfind('/') + 1);
-                         });
+                         [](const auto& info) { return std::string(std::strrchr(info.param, '/') + 1); });
 
 // A row is named by the words of its prefix (camel case split, lower case,
 // without "the", "to", "is", "for" and "[SUCCESS]"), so a name in a trace or
@@ -39,35 +36,48 @@ TEST(Dispatcher, EachRowIsNamedByTheWordsOfItsPrefix) {
   for (const interp::Recogniser* r : interp::recogniser_chain()) {
     EXPECT_TRUE(names.insert(r->name).second) << "two rows named " << r->name;
     if (!r->prefix) continue;
-    std::string words, word;
+    std::string words, word, name = r->name;
     const std::string p = std::string(r->prefix) + " ";
     for (size_t i = 0; i < p.size(); ++i) {
-      const bool split = !std::isalnum(static_cast<unsigned char>(p[i])) ||
-                         (i > 0 && std::islower(static_cast<unsigned char>(p[i - 1])) && std::isupper(static_cast<unsigned char>(p[i])));
-      if (split && !word.empty() && !skipped.count(word)) words += word;
+      const auto c = static_cast<unsigned char>(p[i]);
+      const bool split = !std::isalnum(c) || (i > 0 && std::islower(static_cast<unsigned char>(p[i - 1])) && std::isupper(c));
+      if (split && !skipped.count(word)) words += word;
       if (split) word.clear();
-      if (std::isalnum(static_cast<unsigned char>(p[i]))) word += static_cast<char>(std::tolower(static_cast<unsigned char>(p[i])));
+      if (std::isalnum(c)) word += static_cast<char>(std::tolower(c));
     }
-    std::string name = r->name;
     name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
     EXPECT_EQ(name, words) << r->name << " \"" << r->prefix << '"';
   }
 }
 
-TEST(Dispatcher, PrintsTheInputWithoutThePassthroughTag) {
-  testing_support::InterpreterHarness h;
-  h.feed("hello  telnet23 rest");
-  EXPECT_EQ(h.take_output(), "\n**RV470_InputData=hello\n");
+// The phrase search: the whole text may be the phrase; no text, no phrase.
+TEST(Dispatcher, PhraseSearch) {
+  char text[] = "abc";
+  EXPECT_EQ(interp::str_Endpoint(nullptr, "a"), nullptr);
+  EXPECT_EQ(interp::str_Endpoint(text, nullptr), nullptr);
+  EXPECT_EQ(interp::str_Endpoint_len(text, "abc", 3), text + 3);  // the whole text is the phrase
+  EXPECT_EQ(interp::str_Endpoint_len(text, "abc", 2), nullptr);
+  EXPECT_EQ(interp::str_Endpoint_len(text, "b", 2), text + 2);
+  testing_support::InterpreterHarness h;  // and a message no row takes is named so
+  h.feed("nothing at all");
+  EXPECT_EQ(interp::taken_by(h.ctx), "no effect");
 }
 
-TEST(Dispatcher, CopyStringTranslatesOnlyInModeOne) {
-  const struct { char src; int mode; char expected; } cases[] = {
-      {'N', 1, '0'}, {'Y', 1, '1'}, {'X', 1, 'X'}, {'Q', 1, '-'}, {'Q', 2, 'Q'}, {'7', 3, '7'}, {'Y', 4, '-'}};
-  for (const auto& c : cases) {
-    char dest[8] = "-------";
-    interp::CopyString(c.src, 256 + 3, dest, c.mode);
-    EXPECT_EQ(dest[3], c.expected) << c.src << " mode " << c.mode;
+// Response and trigger words: the first keyword the word contains gives the code.
+TEST(EventRules, ConvertersPutTheFirstContainedWordsCode) {
+  // word, response code, trigger code ('-': unchanged)
+  for (const char* c : {"NoAction 1-", "PowerOn 2-", "PowerON 22", "PowerOFF 33", "Restart 4-", "N/A 11", "Min-Max -4",
+                        "Max -2", "Min -3", "Explode --", "NoTriggerON -1", "RestartNoAction 1-"}) {
+    const std::string word = std::string(c).substr(0, std::strchr(c, ' ') - c), codes = std::strchr(c, ' ') + 1;
+    std::string response = "---", trigger = "---";
+    interp::process_response(word.c_str(), response, 1);
+    interp::process_trigger(word.c_str(), trigger, 1);
+    EXPECT_EQ(response[1] + std::string(1, trigger[1]), codes) << word;
   }
+  std::string codes = "111";
+  for (int index : {-1, 3, 1000}) interp::process_response("Restart", codes, index);
+  interp::process_trigger(nullptr, codes, 0);
+  EXPECT_EQ(codes, "111");
 }
 
 // Each outlet's time replies go to that outlet's keys, and only there.
@@ -88,69 +98,39 @@ TEST(NetworkSettings, LongIpv6ValuesAreCutWhenLowerCased) {
   testing_support::InterpreterHarness h;
   h.feed("[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To " + std::string(200, 'A'));
   h.feed("[SUCCESS]Set TCP/IPv61 IP Address To " + std::string(200, 'A'));
-  EXPECT_EQ(h.nv("Ipv6Gateadd1"), std::string(127, 'a'));
-  EXPECT_EQ(h.nv("Ipv6Address1"), std::string(200, 'A'));
+  EXPECT_EQ(h.nvram.values["Ipv6Gateadd1"], std::string(127, 'a'));
+  EXPECT_EQ(h.nvram.values["Ipv6Address1"], std::string(200, 'A'));
 }
 
-TEST(EventRules, ConvertersPutTheFirstContainedWordsCode) {
-  // word, response code, trigger code ('-': unchanged)
-  const struct { const char* word; char response, trigger; } cases[] = {
-      {"NoAction", '1', '-'}, {"PowerOn", '2', '-'},  {"PowerON", '2', '2'}, {"PowerOFF", '3', '3'},
-      {"Restart", '4', '-'},  {"N/A", '1', '1'},      {"Min-Max", '-', '4'}, {"Max", '-', '2'},
-      {"Min", '-', '3'},      {"Explode", '-', '-'},  {"NoTriggerON", '-', '1'}, {"RestartNoAction", '1', '-'}};
-  for (const auto& c : cases) {
-    std::string response = "---", trigger = "---";
-    interp::process_response(c.word, response, 1);
-    interp::process_trigger(c.word, trigger, 1);
-    EXPECT_EQ(response, std::string("-") + c.response + "-") << c.word;
-    EXPECT_EQ(trigger, std::string("-") + c.trigger + "-") << c.word;
-  }
-  std::string codes = "111";
-  for (int index : {-1, 3, 1000}) interp::process_response("Restart", codes, index);
-  interp::process_trigger(nullptr, codes, 0);
-  EXPECT_EQ(codes, "111");
-}
-
-// The cipher runs with the password as its own argument, never through a shell.
+// The cipher runs with the password as its own argument, never through a
+// shell; only its encrypted form is stored, and nothing when it fails.
 TEST(Password, OnlyTheEncryptedFormIsStored) {
-  testing_support::InterpreterHarness h;
-  h.runner.captures.push_back({0, "ENC\n"});
-  h.feed("[SUCCESS]Set Newpassword To s3cret");
-  EXPECT_EQ(h.runner.argvs, (std::vector<Lines>{{h.scratch.path("/bin/aes.sh"), "-e", "s3cret"}}));
-  EXPECT_EQ(h.settings_lines(), (Lines{"NEWloginpassword=ENC", "Passwordad=ENC"}));
-  EXPECT_EQ(h.scratch.read("/user/newpassword.text"), "ENC\n");
-  EXPECT_EQ(h.nvram.set_order, (Lines{"NEWloginpassword", "Password"}));
-  EXPECT_EQ(h.nvram.values.size(), 2u);
-  EXPECT_EQ(h.nv("Password"), "ENC");
-  EXPECT_EQ(h.take_output(), "\n**RV470_InputData=[SUCCESS]Set Newpassword To s3cret\n");
-}
-
-TEST(Password, FailedCipherStoresNothing) {
-  for (const board::Capture& failure : {board::Capture{1, "ENC\n"}, {0, ""}, {-1, ""}}) {
-    SCOPED_TRACE(failure.status);
+  for (const board::Capture& reply : {board::Capture{0, "ENC\n"}, {1, "ENC\n"}, {0, ""}, {-1, ""}}) {
+    SCOPED_TRACE(reply.status);
+    const bool ok = reply.status == 0 && !reply.output.empty();
     testing_support::InterpreterHarness h;
     h.scratch.write("/user/newpassword.text", "OLD\n");
-    h.runner.captures.push_back(failure);
+    h.runner.captures.push_back(reply);
     h.feed("[SUCCESS]Set Newpassword To s3cret");
-    EXPECT_TRUE(h.settings_lines().empty());
-    EXPECT_EQ(h.scratch.read("/user/newpassword.text"), "OLD\n");
-    EXPECT_TRUE(h.nvram.values.empty());
+    EXPECT_EQ(h.runner.argvs, (std::vector<Lines>{{h.scratch.path("/bin/aes.sh"), "-e", "s3cret"}}));
+    EXPECT_EQ(h.settings_lines(), (ok ? Lines{"NEWloginpassword=ENC", "Passwordad=ENC"} : Lines{}));
+    EXPECT_EQ(h.scratch.read("/user/newpassword.text"), ok ? "ENC\n" : "OLD\n");
+    EXPECT_EQ(h.nvram.set_order, (ok ? Lines{"NEWloginpassword", "Password"} : Lines{}));
+    EXPECT_EQ(h.nvram.values["Password"], ok ? "ENC" : "");
+    EXPECT_EQ(h.take_output(), std::string("\n**RV470_InputData=[SUCCESS]Set Newpassword To s3cret\n") +
+                                   (ok ? "" : "Newpassword: cipher script failed, password not stored\n"));
   }
 }
 
 // A tip traps when the system log would call it critical; sensor warnings never trap.
 TEST(Notifications, OnlyCriticalTipsTrap) {
-  const struct { const char* message; size_t traps; } cases[] = {
-      {"Tip:2024-05-06 07:08:09 Outlet 3 Critical overload", 1},
-      {"Tip:2024-05-06 07:08:09 Sensor1 Critical high", 0},
-      {"Tip:2024-05-06 07:08:09 Outlet 3 On", 0},
-      {"Sensor1Warning:2024-05-06 07:08:09 Critical high", 0}};
-  for (const auto& c : cases) {
+  for (const char* text : {"Tip:2024-05-06 07:08:09 Outlet 3 Critical overload", "Tip:2024-05-06 07:08:09 Outlet 3 On",
+                           "Tip:2024-05-06 07:08:09 Sensor1 Critical high", "Sensor1Warning:2024-05-06 07:08:09 Critical high"}) {
     testing_support::InterpreterHarness h;
     h.nvram.values["SnmpTrapreceiver1"] = "198.51.100.1";
-    h.feed(c.message);
-    EXPECT_EQ(h.runner.argvs.size(), c.traps) << c.message;
-    EXPECT_EQ(h.runner.lines.size(), c.traps) << c.message;
+    h.feed(text);
+    const size_t traps = std::strstr(text, "Outlet 3 Critical") ? 1 : 0;
+    EXPECT_EQ(h.runner.argvs.size() + h.runner.lines.size(), 2 * traps) << text;
   }
 }
 

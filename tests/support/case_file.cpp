@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <vector>
 
 #include "support/interpreter_harness.h"
@@ -13,243 +15,144 @@ namespace testing_support {
 
 namespace {
 
+using Fields = std::vector<std::pair<std::string, std::string>>;  // key, raw value in line order
+
 std::string unescape(const std::string& in) {
+  static const char from[] = "rnts\\", to[] = "\r\n\t \\";
   std::string out;
   for (size_t i = 0; i < in.size(); ++i) {
-    if (in[i] != '\\' || i + 1 == in.size()) {
-      out += in[i];
-      continue;
-    }
-    switch (in[++i]) {
-      case 'r': out += '\r'; break;
-      case 'n': out += '\n'; break;
-      case 't': out += '\t'; break;
-      case 's': out += ' '; break;
-      case '\\': out += '\\'; break;
-      default: out += '\\'; out += in[i]; break;
-    }
+    const char* at = in[i] == '\\' && i + 1 < in.size() ? std::strchr(from, in[i + 1]) : nullptr;
+    out += at && *at ? to[at - from] : in[i];
+    i += at && *at ? 1 : 0;
   }
   return out;
 }
 
-std::pair<std::string, std::string> split(const std::string& s, const std::string& sep) {
-  size_t at = s.find(sep);
+std::pair<std::string, std::string> split(const std::string& s, const char* sep) {
+  const size_t at = s.find(sep);
   if (at == std::string::npos) return {s, ""};
-  return {s.substr(0, at), s.substr(at + sep.size())};
+  return {s.substr(0, at), s.substr(at + std::strlen(sep))};
 }
 
-// File-wide "strict:" words (see case_file.h).
-struct Strict {
-  bool sets = false;
-  bool print = false;
-};
-
-struct Case {
-  std::string name;
-  int line = 0;
-  std::vector<std::pair<std::string, std::string>> given;   // key, value in file order
-  std::vector<std::pair<std::string, std::string>> expect;  // "=key", value
-  bool every = false;                                       // an "every case:" block
-};
-
-std::vector<Case> parse(const std::string& path, Strict& strict) {
-  std::ifstream in(path);
-  if (!in) ADD_FAILURE() << "cannot read " << path;
-  std::vector<Case> cases;
-  Case cur;
-  std::vector<std::pair<std::string, std::string>> every;  // given before each later case
-  int n = 0;
-  auto flush = [&] {
-    if (cur.every) {
-      if (!cur.expect.empty()) ADD_FAILURE() << path << ":" << cur.line << ": expectations in 'every case:'";
-      every = cur.given;
-    } else if (!cur.given.empty() || !cur.expect.empty()) {
-      cur.given.insert(cur.given.begin(), every.begin(), every.end());
-      cases.push_back(cur);
-    }
-    cur = Case{};
-  };
-  auto add = [&](const std::string& raw) {
-    auto [key, value] = split(raw, ": ");
-    if (key == raw && raw.back() == ':') key = raw.substr(0, raw.size() - 1);  // "send:" with no value
-    if (key == "strict") {
-      std::istringstream words(value);
-      for (std::string w; words >> w;) {
-        if (w == "sets") strict.sets = true;
-        else if (w == "print") strict.print = true;
-        else ADD_FAILURE() << path << ":" << n << ": unknown strict word '" << w << "'";
-      }
-      return;
-    }
-    if (cur.line == 0) cur.line = n;
-    if (key == "case")
-      cur.name = value;
-    else if (key == "every case")
-      cur.every = true;
-    else if (key == "=both") {
-      cur.expect.emplace_back("=file", value);
-      cur.expect.emplace_back("=nvram", value);
-    } else if (key[0] == '=')
-      cur.expect.emplace_back(key, value);
-    else
-      cur.given.emplace_back(key, value);
-  };
-  for (std::string raw; std::getline(in, raw);) {
-    ++n;
-    if (raw.empty()) {
-      flush();
-    } else if (raw[0] == '#') {
-      continue;
-    } else if (raw.find(" | ") == std::string::npos) {
-      add(raw);
-    } else {  // a whole case on one line
-      flush();
-      for (size_t at; (at = raw.find(" | ")) != std::string::npos; raw.erase(0, at + 3)) add(raw.substr(0, at));
-      add(raw);
-      if (cur.name.empty()) cur.name = cur.given.empty() ? "" : cur.given.back().second;
-      flush();
-    }
-  }
-  flush();
-  return cases;
+std::string lines_of(const std::vector<std::string>& items) {  // one item a line
+  std::string text;
+  for (const auto& item : items) text += item + "\n";
+  return text;
 }
 
-// The printed output without the dispatcher's echo of each input line.
-std::string without_input_lines(std::string printed) {
-  const std::string echo = "\n**RV470_InputData=";
-  for (size_t at; (at = printed.find(echo)) != std::string::npos;) {
-    size_t end = printed.find('\n', at + echo.size());
-    printed.erase(at, end == std::string::npos ? std::string::npos : end + 1 - at);
-  }
-  return printed;
-}
+const char kNetworkRestart[] = "killall -9 udhcpc 2>/dev/null\nkillall -9 odhcp6c 2>/dev/null\nkillall -9 mDNSResponder "
+    "2>/dev/null\n/sbin/ifconfig br-lan1 down\n/sbin/ifconfig br-lan2 down\n/sbin/ifconfig br-lan1 up\n/sbin/ifconfig br-lan2 up\n/sbin/wan.sh &\n";
 
-void run_case(const Case& c, const std::string& file, const Strict& strict) {
-  SCOPED_TRACE(file + ":" + std::to_string(c.line) + ": " + c.name);
+void run_case(const Fields& c, bool strict_sets, bool strict_print) {
   InterpreterHarness h;
-  std::vector<std::string> initial_file;
+  std::string file;
   std::vector<std::string> messages;
-  for (const auto& [key, value] : c.given) {
-    if (key == "model") {
-      h.set_model(value);
-    } else if (key == "nvram") {
-      auto [k, v] = split(value, "=");
-      h.nvram.values[k] = unescape(v);
-    } else if (key == "file") {
-      initial_file.push_back(unescape(value));
-    } else if (key == "put") {
-      auto [path, contents] = split(value, ": ");
-      h.scratch.write(path, unescape(contents));
-    } else if (key == "mode") {
-      h.state.CheckStatusMode = static_cast<uint32_t>(std::stoul(value));
-    } else if (key == "query") {
-      std::istringstream words(value);
-      int32_t command = 0, first_number = 0, first_or_second = 0;
-      words >> command >> first_number >> first_or_second;
-      h.state._readGetCommand = command;
-      h.state._readGetCommandFirstNumber = first_number;
-      h.state._readGetCommandFirstOrSecond = first_or_second;
-    } else if (key == "send") {
-      messages.push_back(unescape(value));
-    } else {
-      ADD_FAILURE() << "unknown key '" << key << "'";
-    }
+  int query[3] = {0, 0, 0};
+  for (const auto& [key, raw] : c) {
+    const std::string value = unescape(raw);
+    const auto [k, v] = split(value, "=");
+    if (key == "model") h.nvram.values["ZLTMerge"] = value;
+    else if (key == "nvram") h.nvram.values[k] = v;
+    else if (key == "file") file += value + "\n";
+    else if (key == "put") h.scratch.write(split(value, ": ").first, split(value, ": ").second);
+    else if (key == "mode") h.state.CheckStatusMode = static_cast<uint32_t>(std::stoul(value));
+    else if (key == "send") messages.push_back(value);
+    else if (key == "query" && std::sscanf(value.c_str(), "%d %d %d", &query[0], &query[1], &query[2]) == 3)
+      h.state._readGetCommand = query[0], h.state._readGetCommandFirstNumber = query[1], h.state._readGetCommandFirstOrSecond = query[2];
+    else if (key != "case" && key[0] != '=') ADD_FAILURE() << "unknown key '" << key << "'";
   }
-  if (!initial_file.empty()) {
-    std::string text;
-    for (const auto& l : initial_file) text += l + "\n";
-    h.scratch.write("/user/argument.text", text);
-  }
+  if (!file.empty()) h.scratch.write("/user/argument.text", file);
   const std::map<std::string, std::string> before = h.nvram.values;
-  h.feed_all(messages);
+  for (const auto& m : messages) h.feed(m);
   std::string printed = h.take_output();
 
-  std::vector<std::string> want_file = initial_file, want_run;
+  // Each outcome as text, what the case wants and what happened; what the
+  // case does not list must not happen. A file's lines are keyed by its path.
+  std::map<std::string, std::string> want = {{"=file", file}, {"=nvram", ""}, {"=run", ""}, {"=mcu", ""},
+                                             {"=sleep", ""}, {"=commits", ""}}, got = {{"=nvram", ""}};
+  if (strict_sets) want["=sets"] = "";
+  if (strict_print) want["=print"] = "";
   std::map<std::string, std::string> want_nvram;
-  std::vector<std::string> want_set_keys;
-  std::map<std::string, std::vector<std::string>> want_lines;
-  std::string want_mcu, want_printed;
-  std::vector<long> want_sleeps;
-  int want_commits = 0;
   bool file_listed = false;
-  for (const auto& [key, raw] : c.expect) {
+  for (const auto& [key, raw] : c) {
     std::string value = unescape(raw);
-    if (key == "=file") {
-      if (!file_listed) want_file.clear();
-      file_listed = true;
-      if (raw != "(none)") want_file.push_back(value);
-    } else if (key == "=nvram") {
-      auto [k, v] = split(raw, "=");
-      want_set_keys.push_back(k);
-      auto it = before.find(k);
-      if (!strict.sets || it == before.end() || it->second != unescape(v)) want_nvram[k] = unescape(v);
-    } else if (key == "=run" && raw == "<network restart>") {
-      want_run.insert(want_run.end(), {"killall -9 udhcpc 2>/dev/null", "killall -9 odhcp6c 2>/dev/null",
-                                       "killall -9 mDNSResponder 2>/dev/null", "/sbin/ifconfig br-lan1 down",
-                                       "/sbin/ifconfig br-lan2 down", "/sbin/ifconfig br-lan1 up",
-                                       "/sbin/ifconfig br-lan2 up", "/sbin/wan.sh &"});
-    } else if (key == "=run") {
-      want_run.push_back(value);
-    } else if (key == "=mcu") {
-      want_mcu += value;
-    } else if (key == "=sleep") {
-      std::istringstream words(raw);
-      for (long ms; words >> ms;) want_sleeps.push_back(ms);
-    } else if (key == "=print" && strict.print) {
-      want_printed += value + "\n";
-    } else if (key == "=print") {
-      EXPECT_NE(printed.find(value), std::string::npos) << "printed:\n" << printed;
+    const auto [k, v] = split(value, "=");
+    const auto [path, line] = split(value, ": ");
+    if (key == "=nvram") {
+      if (strict_sets) want["=sets"] += k + "\n";
+      if (!strict_sets || !before.count(k) || before.at(k) != v) want_nvram[k] = v;
     } else if (key == "=lines") {
-      auto [path, line] = split(raw, ": ");
-      auto& lines = want_lines[path];
-      if (line != "(none)") lines.push_back(unescape(line));
-    } else if (key == "=absent") {
-      EXPECT_FALSE(h.scratch.exists(raw)) << raw;
-    } else if (key == "=mode") {
-      EXPECT_EQ(h.state.CheckStatusMode.load(), std::stoul(raw)) << "CheckStatusMode";
-    } else if (key == "=query") {
-      EXPECT_EQ(std::to_string(h.state._readGetCommand.load()) + " " +
-                    std::to_string(h.state._readGetCommandFirstNumber.load()) + " " +
-                    std::to_string(h.state._readGetCommandFirstOrSecond.load()),
-                raw)
-          << "query state";
-    } else if (key == "=commits") {
-      want_commits = std::stoi(raw);
-    } else {
-      ADD_FAILURE() << "unknown expectation '" << key << "'";
+      want[path] += line == "(none)" ? "" : line + "\n";  // (none): the file is empty or absent
+    } else if (key == "=print" && !strict_print) {
+      EXPECT_NE(printed.find(value), std::string::npos) << "printed:\n" << printed;
+    } else if (key[0] == '=') {
+      if (key == "=file" && !file_listed) want[key].clear(), file_listed = true;
+      if (key == "=sleep") std::replace(value.begin(), value.end(), ' ', '\n');
+      want[key] += value == "<network restart>" ? kNetworkRestart : value + (key == "=mcu" ? "" : "\n");
     }
   }
-
-  EXPECT_EQ(h.settings_lines(), want_file) << "settings file";
-  std::map<std::string, std::string> changed;
-  for (const auto& [k, v] : h.nvram.values) {
-    auto it = before.find(k);
-    if (it == before.end() || it->second != v) changed[k] = v;
-  }
+  for (const auto& [k, v] : want_nvram) want["=nvram"] += k + "=" + v + "\n";
+  for (const auto& [k, v] : h.nvram.values)
+    if (!before.count(k) || before.at(k) != v) got["=nvram"] += k + "=" + v + "\n";
   for (const auto& [k, v] : before)
-    if (!h.nvram.values.count(k)) changed[k] = "<deleted>";
-  EXPECT_EQ(changed, want_nvram) << "nvram changes";
-  if (strict.sets) {
-    EXPECT_EQ(h.nvram.set_order, want_set_keys) << "nvram sets";
+    if (!h.nvram.values.count(k)) got["=nvram"] += k + " deleted\n";
+  for (size_t at; (at = printed.find("\n**RV470_InputData=")) != std::string::npos;)  // the input echoed
+    printed.erase(at, printed.find('\n', at + 1) + 1 - at);
+  std::vector<std::string> sleeps;
+  for (long ms : h.clock.sleeps) sleeps.push_back(std::to_string(ms));
+  got.insert({{"=file", h.scratch.read("/user/argument.text")}, {"=run", lines_of(h.runner.lines)},
+              {"=mcu", h.mcu.bytes}, {"=sleep", lines_of(sleeps)}, {"=commits", h.nvram.commits ? std::to_string(h.nvram.commits) + "\n" : ""},
+              {"=sets", lines_of(h.nvram.set_order)}, {"=print", printed},
+              {"=mode", std::to_string(h.state.CheckStatusMode.load()) + "\n"},
+              {"=query", std::to_string(h.state._readGetCommand) + " " + std::to_string(h.state._readGetCommandFirstNumber) +
+                             " " + std::to_string(h.state._readGetCommandFirstOrSecond) + "\n"}});
+  for (const auto& [key, text] : want) {
+    if (key[0] == '/') got[key] = h.scratch.read(key);
+    EXPECT_TRUE(got.count(key)) << "unknown expectation '" << key << "'";
+    EXPECT_EQ(got[key], text) << key;
   }
-  if (strict.print) {
-    EXPECT_EQ(without_input_lines(printed), want_printed) << "printed";
-  }
-  EXPECT_EQ(h.runner.lines, want_run) << "commands";
-  EXPECT_EQ(h.mcu.bytes, want_mcu) << "MCU bytes";
-  EXPECT_EQ(h.clock.sleeps, want_sleeps) << "sleeps";
-  EXPECT_EQ(h.nvram.commits, want_commits) << "commits";
-  for (const auto& [path, lines] : want_lines) EXPECT_EQ(h.scratch.lines(path), lines) << path;
 }
 
 }  // namespace
 
 void run_case_file(const std::string& relative_path) {
-  const std::string path = std::string(PDUD_TEST_DATA) + "/" + relative_path;
-  Strict strict;
-  std::vector<Case> cases = parse(path, strict);
-  EXPECT_FALSE(cases.empty()) << path << " holds no case";
-  for (const Case& c : cases) run_case(c, relative_path, strict);
+  std::ifstream in(std::string(PDUD_TEST_DATA) + "/" + relative_path);
+  ASSERT_TRUE(in) << "cannot read " << relative_path;
+  bool strict_sets = false, strict_print = false;
+  Fields every;
+  std::vector<std::pair<int, std::string>> lines;  // a case's first line number, its continuations joined
+  int n = 0;
+  for (std::string line; std::getline(in, line);) {
+    ++n;
+    const size_t lead = line.find_first_not_of(" \t");
+    if (lead > 0 && lead != std::string::npos && line.compare(lead, 2, "| ") == 0 && !lines.empty())
+      lines.back().second += " " + line.substr(lead);
+    else
+      lines.emplace_back(n, line);
+  }
+  int cases = 0;
+  for (auto& [first, line] : lines) {
+    if (line.empty() || line[0] == '#') continue;
+    Fields c;
+    for (size_t at = 0; at != std::string::npos; line.erase(0, at + 3)) {
+      at = line.find(" | ");
+      const auto [key, value] = split(line.substr(0, at), ": ");
+      if (key == "=both") c.emplace_back("=file", value), c.emplace_back("=nvram", value);
+      else c.emplace_back(key, value);
+    }
+    if (c[0].first == "strict") {
+      strict_sets = c[0].second.find("sets") != std::string::npos;
+      strict_print = c[0].second.find("print") != std::string::npos;
+    } else if (c[0].first == "every") {
+      every.assign(c.begin() + 1, c.end());
+    } else {
+      c.insert(c.begin(), every.begin(), every.end());
+      SCOPED_TRACE(relative_path + ":" + std::to_string(first));
+      run_case(c, strict_sets, strict_print);
+      ++cases;
+    }
+  }
+  EXPECT_GT(cases, 0) << relative_path << " holds no case";
 }
 
 }  // namespace testing_support

@@ -1,9 +1,10 @@
 #pragma once
-// Interpreter cases kept as text, one block per case, blocks separated by a
-// blank line; '#' starts a comment line. Values take C escapes (\r \n \t \\)
-// and \s for a blank that must not be lost at the end of a line.
+// Interpreter cases kept as text: one case a line, its fields separated by
+// " | ", each field "key: value". A line that starts with blanks and "| "
+// continues the case above it. '#' starts a comment line. Values take C
+// escapes (\r \n \t \\) and \s for a blank that must not be lost at the end.
 //
-//   case: the device name goes to both stores
+//   case: the device name goes to both stores   a name, for the reader only
 //   model: ZLT8AC                  the model code (nvram ZLTMerge)
 //   nvram: firstlogin=0            nvram before the messages
 //   file: TitleLabel=Old           a settings-file line before the messages
@@ -20,25 +21,18 @@
 //   =sleep: 1000 2000              the sleeps requested, in order
 //   =print: text                   printed output contains text
 //   =lines: /user/ZLT.log: a line  that file's lines after, whole, in order
-//   =absent: /user/Outlet1.log     that file does not exist
+//   =lines: /user/ZLT.log: (none)  that file is empty or absent
 //   =mode: 0                       CheckStatusMode after
 //   =query: 0 0 0                  the three query-state values after
 //   =commits: 1                    nvram commits
 //
-// A line holding " | " is a whole case by itself, its fields separated by
-// " | " ("send: [SUCCESS]Set Relay ON | =both: relaypower=1"); its name is the
-// last message unless a "case:" field gives one.
-//
-// A block that starts with the line "every case:" holds givens (model, nvram,
-// file, put, mode, send) put before those of every later case of the
-// file.
+// A line "every | field | ..." gives fields put before those of every later
+// case of the file.
 //
 // What a case does not list must not happen: no settings-file change, no
 // nvram change, no command, no MCU byte, no sleep, no commit.
 //
-// A file may be stricter still, with a line of its own (anywhere, usually
-// first):
-//   strict: sets print
+// A file may be stricter still, with a line "strict: sets print":
 //   sets    =nvram lists every nvram set, in order, each with the key's final
 //           value, a set that keeps the value included; no =nvram: no set
 //   print   =print lists everything printed besides the input lines, whole
@@ -48,7 +42,7 @@
 namespace testing_support {
 
 // Runs every case of the file (a path under the tests directory); each
-// failure names the file, the case and the line.
+// failure names the file, the line and the case.
 void run_case_file(const std::string& relative_path);
 
 }  // namespace testing_support

@@ -3,31 +3,38 @@
 // a real settings file in a scratch root, nvram in memory, recorded commands,
 // sleeps and MCU bytes, and captured diagnostics.
 #include <cstdio>
-#include <string>
-#include <vector>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
 
 #include "core/state.h"
 #include "interpreter/common/context.h"
+#include "interpreter/dispatcher.h"
 #include "support/fakes.h"
 #include "support/scratch_root.h"
 
 namespace testing_support {
 
-class InterpreterHarness {
- public:
-  InterpreterHarness();
-  ~InterpreterHarness();
+struct InterpreterHarness {
+  ~InterpreterHarness() { std::fclose(out_), std::free(out_buf_); }
 
-  // Interprets one message as the worker would (in a 4500-byte buffer).
-  int feed(const std::string& message);
-  void feed_all(const std::vector<std::string>& messages);
-
-  void set_model(const std::string& code) { nvram.values["ZLTMerge"] = code; }
+  // Interprets one message as the worker would: in a 4500-byte buffer, in a
+  // settings transaction of its own.
+  int feed(const std::string& message) {
+    std::unique_ptr<char[]> buf(new char[4500]());
+    std::strncpy(buf.get(), message.c_str(), 4499);
+    board::SettingsFile::Transaction transaction(settings);
+    return interp::MachineCommunication_RV470(ctx, buf.get());
+  }
   // The settings file's lines, in order.
   std::vector<std::string> settings_lines() const { return scratch.lines("/user/argument.text"); }
-  std::string nv(const std::string& key) const;  // nvram value or "<absent>"
   // What handlers printed since the last call.
-  std::string take_output();
+  std::string take_output() {
+    std::fflush(out_);
+    std::string fresh(out_buf_ + taken_, out_len_ - taken_);
+    taken_ = out_len_;
+    return fresh;
+  }
 
   ScratchRoot scratch;
   MemoryNvram nvram;
@@ -35,17 +42,12 @@ class InterpreterHarness {
   RecordingClock clock;
   RecordingMcu mcu;
   core::SharedState state;
-
- private:
-  char* out_buf_ = nullptr;
-  size_t out_len_ = 0;
-  std::FILE* out_ = nullptr;
-  size_t taken_ = 0;
-
- public:
-  board::Files files;
-  board::SettingsFile settings;
-  interp::Context ctx;
+  char* out_buf_ = nullptr;  // what handlers print
+  size_t out_len_ = 0, taken_ = 0;
+  std::FILE* out_ = open_memstream(&out_buf_, &out_len_);
+  board::Files files{scratch.root()};
+  board::SettingsFile settings{files};
+  interp::Context ctx{board::Board{files, nvram, settings, runner, clock, mcu, out_}, state};
 };
 
 }  // namespace testing_support
