@@ -26,6 +26,11 @@ struct InterpreterHarness {
     board::SettingsFile::Transaction transaction(settings);
     return interp::MachineCommunication_RV470(ctx, buf.get());
   }
+  void set_model(const std::string& code) { nvram.values["ZLTMerge"] = code; }
+  std::string nv(const std::string& key) const {  // nvram value or "<absent>"
+    auto it = nvram.values.find(key);
+    return it == nvram.values.end() ? "<absent>" : it->second;
+  }
   // The settings file's lines, in order.
   std::vector<std::string> settings_lines() const { return scratch.lines("/user/argument.text"); }
   // What handlers printed since the last call.
