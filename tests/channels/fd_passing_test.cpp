@@ -14,14 +14,6 @@ namespace {
 
 using namespace testing_support;
 
-std::string read_some(int fd) {
-  char buf[4096];
-  pollfd p{fd, POLLIN, 0};
-  if (::poll(&p, 1, 20000) <= 0) return "<nothing>";
-  ssize_t r = ::recv(fd, buf, sizeof buf, 0);
-  return r <= 0 ? "<closed>" : std::string(buf, static_cast<size_t>(r));
-}
-
 size_t count(const std::string& text, const std::string& what) {
   size_t n = 0;
   for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
@@ -34,37 +26,35 @@ TEST(FdPassing, SessionsReceiveLinesUntilTheirOwnCloseHandOver) {
   for (auto& t : channels::start_descriptor_servers(*h.ch)) h.run(std::move(t));
   // The socket file appears at bind; each server says when it listens.
   ASSERT_TRUE(wait_until([&] { return count(h.printed(), "server: accept client!\n") == 2; }));
-  Listener listener;
   auto peer = [&](int port, int slot, const std::string& how) {
-    std::vector<std::string> argv{program("passthrough-peer"), "--root", h.scratch.dir(), "--port",
-                                  std::to_string(port), "--slot", std::to_string(slot), how};
-    if (how == "--connect") argv.push_back("127.0.0.1:" + std::to_string(listener.port()));
-    Child child(argv);
-    return child.wait_exit() == 0 && child.output.find("handed over") != std::string::npos;
+    Child child({program("passthrough-peer"), "--root", h.scratch.dir(), "--port", std::to_string(port), "--slot",
+                 std::to_string(slot), how == "close" ? "--close" : "--listen", how});
+    std::unique_ptr<Client> far;
+    if (how != "close" && child.wait_for_output("waiting for a client")) far = std::make_unique<Client>(std::stoi(how));
+    EXPECT_TRUE(child.wait_exit() == 0 && child.output.find("handed over") != std::string::npos) << child.output;
+    return far;
   };
   struct Session {
-    int port, slot, far;
-  } sessions[] = {{8000, 5, -1}, {23, 5, -1}, {23, 1023, -1}, {8000, 0, -1}};
+    int port, slot;
+    std::unique_ptr<Client> far;
+  } sessions[] = {{8000, 5, {}}, {23, 5, {}}, {23, 1023, {}}, {8000, 0, {}}};
   auto entry = [&](const Session& s) { return (s.port == 23 ? h.ch->rev_fd : h.ch->rev_fd8000)[s.slot].load(); };
   for (Session& s : sessions) {
-    std::thread accepting([&] { s.far = listener.accept_one(); });
-    EXPECT_TRUE(peer(s.port, s.slot, "--connect"));
-    accepting.join();
-    ASSERT_GE(s.far, 0);
+    ASSERT_TRUE(s.far = peer(s.port, s.slot, std::to_string(free_port())));
     ASSERT_GE(entry(s), 0);
   }
   // Each close ends its own session only: port 8000's of slot 5 leaves port 23's.
   for (size_t closed = 0; closed <= 4; ++closed) {
-    if (closed) {
-      ASSERT_TRUE(peer(sessions[closed - 1].port, sessions[closed - 1].slot, "--close"));
-    }
+    if (closed) peer(sessions[closed - 1].port, sessions[closed - 1].slot, "close");
     h.output->to_telnet_sessions("Outlet1 On\r\n", 12);
     for (size_t k = 0; k < 4; ++k) {
+      Client& far = *sessions[k].far;
       EXPECT_EQ(entry(sessions[k]) < 0, k < closed) << k;
-      EXPECT_EQ(read_some(sessions[k].far), k < closed ? "<closed>" : "Outlet1 On\r\n") << k;
+      EXPECT_TRUE(k < closed ? far.wait_closed() : far.wait_for("Outlet1 On\r\n")) << k;
+      EXPECT_EQ(far.received, k < closed ? "" : "Outlet1 On\r\n") << k;
+      far.received.clear();
     }
   }
-  for (Session& s : sessions) ::close(s.far);
 }
 
 TEST(FdPassing, Port23SessionsNeedTelnetEnabled) {

@@ -102,7 +102,7 @@ TEST(HttpE2e, MetricsPassPromtoolAndPrometheusStoresAnOutletsPower) {
   }
 
   // A Prometheus server scrapes the daemon and answers for outlet 3's power.
-  int prom_port = Listener().port();
+  int prom_port = free_port();
   h.scratch.write("/prometheus.yml", "global:\n  scrape_interval: 1s\nscrape_configs:\n  - job_name: pdu\n"
                                      "    static_configs:\n      - targets: ['127.0.0.1:" + std::to_string(h.port) + "']\n");
   Child prometheus({"/usr/bin/prometheus", "--config.file=" + h.scratch.path("/prometheus.yml"),
@@ -169,8 +169,8 @@ TEST(HttpE2e, DashboardShowsTheModelsOutletsAndWarnsWhenTheMcuGoesQuiet) {
 
 // One daemon with the command port and the HTTP server: start-up clears the
 // SSH list, a command client talks to the MCU, bad HTTP requests are answered
-// or closed while others are served, and SIGTERM ends every server and
-// removes the segments.
+// or closed while others are served, and SIGTERM ends the daemon and removes
+// the segments.
 TEST(DaemonChannels, CommandClientsAndBadHttpPeersFromStartToStop) {
   HttpDaemon d;
   key_t key = channels::segment_key(d.scratch.root(), channels::kSshKey);
@@ -178,7 +178,7 @@ TEST(DaemonChannels, CommandClientsAndBadHttpPeersFromStartToStop) {
   ASSERT_NE(ssh, nullptr);
   ssh->count = 3;
   std::strcpy(ssh->entry[0], "/var/run/stale");
-  int tcp_port = Listener().port();  // free once the probe is gone
+  int tcp_port = free_port();
   d.nvram_set("TCPPORT", std::to_string(tcp_port));
   d.start_http("ZLT4AC", {"--tcp-server"});
   EXPECT_EQ(channels::load(ssh->count), 0);
@@ -241,12 +241,13 @@ TEST(DaemonChannels, CommandClientsAndBadHttpPeersFromStartToStop) {
 }
 
 TEST(DaemonChannels, ATakenGuiPortEndsTheDaemonWithTheBindError) {
-  Listener taken;
+  int taken = channels::listen_tcp_or_exit(0, 1, "socket", "bind", "listen", "127.0.0.1");
   DaemonHarness d;  // its MCU line keeps the daemon reading until the GUI server fails
   ProcessResult r = run_built_program("pdud", {"--host", "--root", d.scratch.dir(), "--serial", d.scratch.path("/dev/mcu"),
-                                               "--websocket", "--ws-port", std::to_string(taken.port())});
+                                               "--websocket", "--ws-port", std::to_string(channels::bound_port(taken))});
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("bind: Address already in use"), std::string::npos) << r.err;
+  ::close(taken);
 }
 
 }  // namespace

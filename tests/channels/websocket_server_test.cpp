@@ -37,6 +37,7 @@ std::string frame(uint8_t first, const std::string& payload) {
 }
 
 using Frame = std::pair<int, std::string>;  // first byte, payload
+Frame text(const std::string& t) { return {0x81, t}; }
 
 class WsClient : public Client {
  public:
@@ -62,10 +63,6 @@ class WsClient : public Client {
     received.erase(0, n + head.payload_length);
     return f;
   }
-  std::string next() {  // the next text message
-    Frame f = next_frame();
-    return f.first == 0x81 ? f.second : "<not text> " + f.second;
-  }
 };
 
 class WebSocketTest : public ::testing::Test {
@@ -73,7 +70,8 @@ class WebSocketTest : public ::testing::Test {
   void SetUp() override {
     h.ch->macaddr = [](const char*) { return std::string("00:11:22:33:44:55"); };
     h.nvram.values = {{"Inputstatus", "1"}, {"CheckUpgrateStatus", "2"}, {"ChargingMode", "fast"}};
-    h.ch->handshake_limit = h.ch->frame_limit = std::chrono::seconds(3);
+    h.ch->handshake_limit = std::chrono::seconds(3);
+    h.ch->frame_limit = std::chrono::seconds(4);
     h.run(channels::start_websocket_server(*h.ch, 0));
     ASSERT_TRUE(wait_until([&] { return h.ch->websocket_port.load() != 0; }));
   }
@@ -83,7 +81,7 @@ class WebSocketTest : public ::testing::Test {
     return c;
   }
   void expect_report(WsClient& g) {
-    for (const auto& [k, v] : channels::live_report(*h.ch)) ASSERT_EQ(g.next(), k + v);
+    for (const auto& [k, v] : channels::live_report(*h.ch)) ASSERT_EQ(g.next_frame(), text(k + v));
   }
   ChannelsHarness h;
 };
@@ -118,30 +116,30 @@ TEST_F(WebSocketTest, EachReportValueComesFromItsOwnNvramKey) {
 
 TEST_F(WebSocketTest, EchoControlFramesAndFeatureFlags) {
   auto g = gui();
-  auto text = [](const std::string& t) { return frame(0x81, t); };
+  auto echoed = [](const std::string& t) { return std::make_pair(frame(0x81, t), std::vector<Frame>{text(t)}); };
   struct Step {
-    std::string bytes;
-    std::vector<Frame> replies;
+    std::pair<std::string, std::vector<Frame>> bytes_replies;
     int reflesh, cable;  // after it
   } steps[] = {
-      {text("StartAudioMic"), {{0x81, "StartAudioMic"}}, 1, 0},
-      {text("StartAdditionalCableQuality"), {{0x81, "StartAdditionalCableQuality"}}, 1, 1},
-      {text("StopAudioMicNow"), {{0x81, "StopAudioMicNow"}}, 0, 1},  // a prefix is enough
-      {text("checkUpgrade"), {{0x81, "checkUpgrade"}, {0x81, "CheckUpgrateStatus=2"}}, 0, 0},
-      {text("StartAdditionalCableQuality"), {{0x81, "StartAdditionalCableQuality"}}, 0, 1},
-      {text("StopAdditionalCableQuality"), {{0x81, "StopAdditionalCableQuality"}}, 0, 0},
-      {text("StartAdditionalCableQuality"), {{0x81, "StartAdditionalCableQuality"}}, 0, 1},
+      {echoed("StartAudioMic"), 1, 0},
+      {echoed("StartAdditionalCableQuality"), 1, 1},
+      {echoed("StopAudioMicNow"), 0, 1},  // a prefix is enough
+      {{frame(0x81, "checkUpgrade"), {text("checkUpgrade"), text("CheckUpgrateStatus=2")}}, 0, 0},
+      {echoed("StartAdditionalCableQuality"), 0, 1},
+      {echoed("StopAdditionalCableQuality"), 0, 0},
+      {echoed("StartAdditionalCableQuality"), 0, 1},
       // Fragments are joined; a ping between them is answered at once; a pong gets nothing.
-      {frame(0x01, "Start") + frame(0x89, "") + frame(0x00, "Audio") + frame(0x80, "Mic"),
-       {{0x8A, ""}, {0x81, "StartAudioMic"}}, 1, 1},
-      {frame(0x8A, "x") + frame(0x89, "beat"), {{0x8A, "beat"}}, 1, 1},
+      {{frame(0x01, "Start") + frame(0x89, "") + frame(0x00, "Audio") + frame(0x80, "Mic"),
+        {{0x8A, ""}, text("StartAudioMic")}}, 1, 1},
+      {{frame(0x8A, "x") + frame(0x89, "beat"), {{0x8A, "beat"}}}, 1, 1},
       // A close frame is answered with its code and ends the connection and the features.
-      {frame(0x88, "\x03\xE8"), {{0x88, "\x03\xE8"}}, 0, 0},
+      {{frame(0x88, "\x03\xE8"), {{0x88, "\x03\xE8"}}}, 0, 0},
   };
   for (const auto& s : steps) {
-    SCOPED_TRACE(s.replies[0].second);
-    ASSERT_TRUE(g->send(s.bytes));
-    for (const Frame& r : s.replies) EXPECT_EQ(g->next_frame(), r);
+    const auto& [bytes, replies] = s.bytes_replies;
+    SCOPED_TRACE(replies[0].second);
+    ASSERT_TRUE(g->send(bytes));
+    for (const Frame& r : replies) EXPECT_EQ(g->next_frame(), r);
     // The echo goes out before the server acts on the message.
     EXPECT_TRUE(wait_until([&] {
       return h.state._checkWebSocketReflesh.load() == s.reflesh &&
@@ -195,29 +193,31 @@ TEST_F(WebSocketTest, EveryGuiGetsTheReportAndStalledOrOversizedPeersDelayNobody
   // report goes to everyone.
   auto a = gui();
   auto b = gui();
-  std::string text(65536, 'a');
-  text[0] = 'Z';
-  ASSERT_TRUE(a->send(frame(0x81, text)));
-  EXPECT_EQ(a->next(), text);
+  std::string big(65536, 'a');
+  big[0] = 'Z';
+  ASSERT_TRUE(a->send(frame(0x81, big)));
+  EXPECT_EQ(a->next_frame(), text(big));
   expect_report(*a);
   expect_report(*b);
-  ASSERT_TRUE(b->send(frame(0x81, "StartAudioMic")));
-  EXPECT_EQ(b->next(), "StartAudioMic");
   EXPECT_EQ(h.printed().find("closed"), std::string::npos) << h.printed();
 
-  // A frame past the largest closes its GUI; each peer past its limit is
-  // closed with one line, the one in a frame ends the features.
+  // A frame past the largest closes its GUI. Each peer past its limit is
+  // closed with one line: the request's (3 s) first, then the frame's (4 s),
+  // which ends the features.
   ASSERT_TRUE(a->send(frame(0x81, std::string(65537, 'b'))));
   EXPECT_TRUE(a->wait_closed());
-  EXPECT_TRUE(stalled->wait_closed());
   EXPECT_TRUE(trickler.wait_closed());
   stop = true;
   trickle.join();
+  ASSERT_TRUE(b->send(frame(0x81, "StartAudioMic")));
+  EXPECT_EQ(b->next_frame(), text("StartAudioMic"));
+  ASSERT_TRUE(wait_until([&] { return h.state._checkWebSocketReflesh.load() == 1; }));
+  EXPECT_TRUE(stalled->wait_closed());
+  EXPECT_TRUE(wait_until([&] { return h.state._checkWebSocketReflesh.load() == 0; }));
   EXPECT_NE(h.printed().find("WebSocket client 0 closed: its frame took too long\n"), std::string::npos);
   EXPECT_NE(h.printed().find("WebSocket client 1 closed: its request took too long\n"), std::string::npos);
-  EXPECT_EQ(h.state._checkWebSocketReflesh.load(), 0);
   ASSERT_TRUE(b->send(frame(0x81, "again")));
-  EXPECT_EQ(b->next(), "again");
+  EXPECT_EQ(b->next_frame(), text("again"));
   expect_report(*b);
 }
 

@@ -97,23 +97,11 @@ bool Client::wait_closed() {
   return ended;
 }
 
-Listener::Listener() {
-  fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t len = sizeof a;
-  if (::bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0 && ::listen(fd_, 8) == 0 &&
-      ::getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len) == 0)
-    port_ = ntohs(a.sin_port);
-}
-
-Listener::~Listener() { ::close(fd_); }
-
-int Listener::accept_one() {
-  pollfd p{fd_, POLLIN, 0};
-  if (::poll(&p, 1, static_cast<int>(std::chrono::milliseconds(kDeadline).count())) <= 0) return -1;
-  return ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
+int free_port() {
+  int fd = channels::listen_tcp_or_exit(0, 1, "socket", "bind", "listen", "127.0.0.1");
+  int port = channels::bound_port(fd);
+  ::close(fd);
+  return port;
 }
 
 Child::Child(const std::vector<std::string>& argv) {

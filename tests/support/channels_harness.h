@@ -85,17 +85,8 @@ class Client {
   int fd_ = -1;
 };
 
-// A TCP listener on a loopback ephemeral port.
-class Listener {
- public:
-  Listener();
-  ~Listener();
-  int port() const { return port_; }
-  int accept_one();  // waits with the deadline; -1 when nobody came
- private:
-  int fd_ = -1;
-  int port_ = 0;
-};
+// A loopback port nobody listens on (just now).
+int free_port();
 
 // A child process in a process group of its own, its standard output captured.
 class Child {
