@@ -14,9 +14,7 @@
 
 namespace {
 
-using testing_support::ChannelsHarness;
-using testing_support::Child;
-using testing_support::program;
+using namespace testing_support;
 
 TEST(RemoveTelnet23Manual, CutsEveryTag) {
   for (auto [in, out] : {std::pair<const char*, const char*>{"HW  telnet23 V1.0", "HW V1.0"},
@@ -28,19 +26,12 @@ TEST(RemoveTelnet23Manual, CutsEveryTag) {
   }
 }
 
-size_t open_descriptors() {
-  size_t n = 0;
-  for (auto& e : std::filesystem::directory_iterator("/proc/self/fd")) n += e.path().empty() ? 0 : 1;
-  return n;
-}
-
 class SshTest : public ::testing::Test {
  protected:
   void SetUp() override { h.nvram.values["sshPushMsg"] = "1"; }
   std::unique_ptr<Child> session(const std::string& path, int count) {
-    auto c = std::make_unique<Child>(std::vector<std::string>{program("ssh-session-peer"), "--root",
-                                                              h.scratch.dir(), "--path", path, "--count",
-                                                              std::to_string(count)});
+    auto c = std::make_unique<Child>(std::vector<std::string>{program("ssh-session-peer"), "--root", h.scratch.dir(),
+                                                              "--path", path, "--count", std::to_string(count)});
     EXPECT_TRUE(c->wait_for_output("registered " + path));
     return c;
   }
@@ -66,55 +57,38 @@ TEST_F(SshTest, EachSessionGetsTheLineWithCrOnlyWhilePushIsOn) {
   }
 }
 
-TEST_F(SshTest, DeadEntriesAreDroppedAndTheRestMoveUp) {
-  auto fill = [&](std::vector<std::string> paths) {
-    std::memset(list().entry, 0, sizeof list().entry);
-    for (size_t i = 0; i < paths.size(); ++i) std::strcpy(list().entry[i], paths[i].c_str());
-    channels::store(list().count, static_cast<int32_t>(paths.size()));
-  };
-  fill({"/var/run/dead0", "/var/run/dead1", "/var/run/dead2"});
-  size_t open_before = open_descriptors();
-  EXPECT_EQ(h.output->ssh_connect(0), -1);
-  EXPECT_EQ(open_descriptors(), open_before);  // the failed socket is closed
-  EXPECT_EQ(channels::load(list().count), 2);
-  EXPECT_STREQ(list().entry[0], "/var/run/dead1");
-  EXPECT_STREQ(list().entry[1], "/var/run/dead2");
-  EXPECT_EQ(list().entry[2][0], '\0');
-
-  // A live session behind a dead one: the dead entry goes, the live one
-  // moves into its place and is served on the next line.
-  auto live = session("/var/run/ssh_live", 1);
-  fill({"/var/run/dead0", "/var/run/ssh_live"});
-  h.output->to_ssh_sessions("first\r\n", 7);
-  EXPECT_EQ(channels::load(list().count), 1);
-  EXPECT_STREQ(list().entry[0], "/var/run/ssh_live");
-  h.output->to_ssh_sessions("second\r\n", 8);
-  EXPECT_EQ(live->wait_exit(), 0);
-  EXPECT_NE(live->output.find("second\\r\\0"), std::string::npos) << live->output;
-}
-
-TEST_F(SshTest, ABusySessionLosesTheLineAndKeepsItsEntry) {
+TEST_F(SshTest, DeadEntriesGoTheRestMoveUpAndABusySessionLosesTheLineOnly) {
   // A session whose listen queue is full: the reader must not wait for it.
   std::string path = h.scratch.path("/var/run/ssh_busy");
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_un a{};
-  a.sun_family = AF_UNIX;
+  sockaddr_un a{AF_UNIX, {}};
   std::strncpy(a.sun_path, path.c_str(), sizeof a.sun_path - 1);
   ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
   ASSERT_EQ(::listen(listener, 0), 0);
   std::vector<int> queued;
-  bool full = false;
-  while (!full && queued.size() < 16) {
+  for (bool full = false; !full && queued.size() < 16;) {
     queued.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     full = ::connect(queued.back(), reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 && errno == EAGAIN;
   }
-  ASSERT_TRUE(full);
-  std::strcpy(list().entry[0], "/var/run/ssh_busy");
-  channels::store(list().count, 1);
-  h.output->to_ssh_sessions("lost\r\n", 6);  // returns at once
-  EXPECT_EQ(channels::load(list().count), 1);
+  auto live = session("/var/run/ssh_live", 1);
+  std::memset(list().entry, 0, sizeof list().entry);
+  const char* paths[] = {"/var/run/dead0", "/var/run/ssh_busy", "/var/run/dead2", "/var/run/ssh_live"};
+  for (int i = 0; i < 4; ++i) std::strcpy(list().entry[i], paths[i]);
+  channels::store(list().count, 4);
+  const std::set<int> open_before = unkept_descriptors(*h.ch);
+  // Each dead entry goes and the next moves into its place (and is skipped this time).
+  h.output->to_ssh_sessions("first\r\n", 7);
+  EXPECT_EQ(unkept_descriptors(*h.ch), open_before);  // the failed sockets are closed
+  ASSERT_EQ(channels::load(list().count), 2);
   EXPECT_STREQ(list().entry[0], "/var/run/ssh_busy");
+  EXPECT_STREQ(list().entry[1], "/var/run/ssh_live");
+  EXPECT_EQ(list().entry[2][0], '\0');
+  h.output->to_ssh_sessions("second\r\n", 8);
+  EXPECT_EQ(channels::load(list().count), 2);
+  EXPECT_EQ(live->wait_exit(), 0);
+  EXPECT_EQ(live->output.find("first"), std::string::npos);
+  EXPECT_NE(live->output.find("second\\r\\0"), std::string::npos) << live->output;
   for (int c : queued) ::close(c);
   ::close(listener);
 }

@@ -1,15 +1,18 @@
-// The --http server of the real daemon, fed through a pseudo-terminal as the
-// MCU line, with the real consumers: promtool and a Prometheus server scrape
-// /metrics, headless Chromium renders the dashboard, and hostile peers try
-// oversized, garbage and slow requests.
+// The client channels inside the real daemon, fed through a pseudo-terminal
+// as the MCU line: start-up and shutdown, the command port, and the --http
+// server with its real consumers (promtool and a Prometheus server scrape
+// /metrics, headless Chromium renders the dashboard) and hostile peers.
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/shm.h>
 
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <regex>
 #include <thread>
 
+#include "channels/segments.h"
 #include "support/board_process.h"
 #include "support/channels_harness.h"
 #include "support/daemon_harness.h"
@@ -24,13 +27,15 @@ using namespace testing_support;
 
 // The daemon with --http on a free loopback port, fed MCU messages.
 struct HttpDaemon : DaemonHarness {
-  void start_http(const std::string& model) {
+  void start_http(const std::string& model, std::vector<std::string> args = {}) {
     nvram_set("ZLTMerge", model);
-    start({"--http", "127.0.0.1:0"});
+    args.insert(args.end(), {"--http", "127.0.0.1:0"});
+    start(args);
     std::smatch m;
     std::string out = output();
     if (std::regex_search(out, m, std::regex("serving HTTP on http://127\\.0\\.0\\.1:([0-9]+)/")))
       port = std::stoi(m[1]);
+    ASSERT_NE(port, 0) << out;
   }
   // The measurement table of the status dump, one row per outlet (outlet n
   // draws n * 100.5 W), the unit's totals, and outlet 2 switched off.
@@ -53,17 +58,15 @@ struct HttpDaemon : DaemonHarness {
   int port = 0;
 };
 
-constexpr const char* kSecrets[] = {"hunter2", "c00kie", "mailpass"};
-
 TEST(HttpE2e, MetricsPassPromtoolAndPrometheusStoresAnOutletsPower) {
   REQUIRE_PROGRAM("/usr/bin/promtool", "prometheus");
   REQUIRE_PROGRAM("/usr/bin/prometheus", "prometheus");
   HttpDaemon h;
-  h.nvram_set("Password", kSecrets[0]);
-  h.nvram_set("cookievalue", kSecrets[1]);
-  h.nvram_set("EmailPassword", kSecrets[2]);
+  const char* secrets[] = {"hunter2", "c00kie", "mailpass"};
+  h.nvram_set("Password", secrets[0]);
+  h.nvram_set("cookievalue", secrets[1]);
+  h.nvram_set("EmailPassword", secrets[2]);
   h.start_http("ZLT4AC");
-  ASSERT_NE(h.port, 0) << h.output();
   h.feed(4);
   std::string metrics;
   ASSERT_TRUE(wait_until([&] {
@@ -85,28 +88,26 @@ TEST(HttpE2e, MetricsPassPromtoolAndPrometheusStoresAnOutletsPower) {
   EXPECT_GE(std::stoi(m[1]), 8);  // header, 5 rows, the switch, the sensor
   ASSERT_TRUE(std::regex_search(metrics, m, std::regex("pdud_settings_commits_total ([0-9]+)")));
   EXPECT_GE(std::stoi(m[1]), 1);  // the switch rewrote Outlet2 in the settings file
-
-  std::string file = h.scratch.path("/metrics.txt");
   h.scratch.write("/metrics.txt", metrics);
-  ProcessResult lint = run_process({"/bin/sh", "-c", "promtool check metrics < '" + file + "'"});
+  ProcessResult lint = run_process({"/bin/sh", "-c", "promtool check metrics < '" + h.scratch.path("/metrics.txt") + "'"});
   EXPECT_EQ(lint.status, 0) << lint.out << lint.err;
 
   std::string state = h.get("/api/state");
-  EXPECT_NE(state.find("\"outlet\":2,\"on\":false"), std::string::npos) << state;
+  for (const char* part : {"\"outlet\":2,\"on\":false", "\"totals\":{\"current_amperes\":4.5,\"power_watts\":1005.3",
+                           "\"daemon\":{\"mcu_messages_interpreted\":"})
+    EXPECT_NE(state.find(part), std::string::npos) << part << " in " << state;
   for (const std::string& body : {metrics, state, h.get("/"), h.get("/dashboard.js")}) {
     ASSERT_FALSE(body.empty());
-    for (const char* secret : kSecrets) EXPECT_EQ(body.find(secret), std::string::npos) << secret;
+    for (const char* secret : secrets) EXPECT_EQ(body.find(secret), std::string::npos) << secret;
   }
 
   // A Prometheus server scrapes the daemon and answers for outlet 3's power.
-  int prom_port = Listener().port();
-  std::string config = "global:\n  scrape_interval: 1s\nscrape_configs:\n  - job_name: pdu\n"
-                       "    static_configs:\n      - targets: ['127.0.0.1:" + std::to_string(h.port) + "']\n";
-  h.scratch.write("/prometheus.yml", config);
+  int prom_port = free_port();
+  h.scratch.write("/prometheus.yml", "global:\n  scrape_interval: 1s\nscrape_configs:\n  - job_name: pdu\n"
+                                     "    static_configs:\n      - targets: ['127.0.0.1:" + std::to_string(h.port) + "']\n");
   Child prometheus({"/usr/bin/prometheus", "--config.file=" + h.scratch.path("/prometheus.yml"),
                     "--storage.tsdb.path=" + h.scratch.path("/tsdb"),
                     "--web.listen-address=127.0.0.1:" + std::to_string(prom_port)});
-  ASSERT_TRUE(prometheus.started());
   std::string answer;
   EXPECT_TRUE(wait_until([&] {
     answer = h.get("/api/v1/query?query=pdu_outlet_power_watts%7Boutlet%3D%223%22%7D", prom_port);
@@ -126,43 +127,29 @@ TEST(HttpE2e, DashboardShowsTheModelsOutletsAndWarnsWhenTheMcuGoesQuiet) {
     h.nvram_set("Outlabel" + std::to_string(n), labels[n - 1]);
   }
   h.start_http("ZLT8AC");
-  ASSERT_NE(h.port, 0) << h.output();
   h.feed(8);
   ASSERT_TRUE(wait_until([&] { return h.get("/api/state").find("23.5C") != std::string::npos; }));
 
-  std::string profile = h.scratch.path("/chromium-profile");
-  std::filesystem::create_directories(profile);
   // The page polls once a second of virtual time; 20 s of it fill the chart.
   auto render = [&](int silent_after, const std::vector<std::string>& extra) {
     std::vector<std::string> argv = {chromium, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
                                      "--no-first-run", "--disable-background-networking",
-                                     "--disable-component-update", "--disable-sync", "--user-data-dir=" + profile,
+                                     "--disable-component-update", "--disable-sync",
+                                     "--user-data-dir=" + h.scratch.path("/chromium-profile"),
                                      "--virtual-time-budget=20000", "--dump-dom"};
     argv.insert(argv.end(), extra.begin(), extra.end());
     argv.push_back("http://127.0.0.1:" + std::to_string(h.port) + "/?silent_after=" + std::to_string(silent_after));
-    return run_process(argv).out;
-  };
-  auto tiles = [](const std::string& dom) {
-    int n = 0;
-    for (size_t at = 0; (at = dom.find("<div class=\"tile ", at)) != std::string::npos; ++at) ++n;
-    return n;
+    std::string dom = run_process(argv).out;
+    int tiles = 0;
+    for (size_t at = 0; (at = dom.find("<div class=\"tile ", at)) != std::string::npos; ++at) ++tiles;
+    return std::make_pair(tiles, dom);
   };
 
   // Live: eight tiles, outlet 2 off, no warning. The screenshot is the README's.
   std::string shot = std::string(PDUD_BINARY_DIR) + "/dashboard.png";
   std::filesystem::remove(shot);
-  std::atomic<bool> rendered{false};
-  std::thread load([&] {  // the unit's load varies while the page draws
-    for (int i = 0; !rendered; i = (i + 1) % 40) {
-      h.mcu_send("Outlet Voltage Current Power Consumed PowerFactor Frequency\r\nSYS 230.1V 4.5A " +
-                 std::to_string(900 + (i < 20 ? i : 40 - i) * 15) + ".3W 28.75kWh 0.97 50.0Hz\r\n");
-      std::this_thread::sleep_for(20ms);
-    }
-  });
-  std::string dom = render(600, {"--window-size=1100,860", "--screenshot=" + shot});
-  rendered = true;
-  load.join();
-  EXPECT_EQ(tiles(dom), 8) << dom;
+  auto [tiles, dom] = render(600, {"--window-size=1100,860", "--screenshot=" + shot});
+  EXPECT_EQ(tiles, 8) << dom;
   EXPECT_NE(dom.find("<div class=\"tile off\" data-outlet=\"2\">"), std::string::npos) << dom;
   EXPECT_NE(dom.find("Hypervisor 2"), std::string::npos);
   EXPECT_EQ(dom.find("MCU silent"), std::string::npos);
@@ -173,21 +160,42 @@ TEST(HttpE2e, DashboardShowsTheModelsOutletsAndWarnsWhenTheMcuGoesQuiet) {
   ASSERT_TRUE(wait_until([&] {
     std::string state = h.get("/api/state");
     std::smatch m;
-    return std::regex_search(state, m, std::regex("\"seconds_since_mcu_message\":([0-9.]+)")) &&
-           std::stod(m[1]) >= 1;
+    return std::regex_search(state, m, std::regex("\"seconds_since_mcu_message\":([0-9.]+)")) && std::stod(m[1]) >= 1;
   }));
-  dom = render(1, {});
-  EXPECT_EQ(tiles(dom), 2) << dom;
+  std::tie(tiles, dom) = render(1, {});
+  EXPECT_EQ(tiles, 2) << dom;
   EXPECT_NE(dom.find("MCU silent for "), std::string::npos) << dom;
 }
 
-TEST(HttpE2e, BadRequestsAreAnsweredOrClosedAndOthersStillServed) {
-  HttpDaemon h;
-  h.start_http("ZLT4AC");
-  ASSERT_NE(h.port, 0) << h.output();
+// One daemon with the command port and the HTTP server: start-up clears the
+// SSH list, a command client talks to the MCU, bad HTTP requests are answered
+// or closed while others are served, and SIGTERM ends the daemon and removes
+// the segments.
+TEST(DaemonChannels, CommandClientsAndBadHttpPeersFromStartToStop) {
+  HttpDaemon d;
+  key_t key = channels::segment_key(d.scratch.root(), channels::kSshKey);
+  auto* ssh = static_cast<channels::SshSegment*>(channels::attach_segment(key, sizeof(channels::SshSegment)));
+  ASSERT_NE(ssh, nullptr);
+  ssh->count = 3;
+  std::strcpy(ssh->entry[0], "/var/run/stale");
+  int tcp_port = free_port();
+  d.nvram_set("TCPPORT", std::to_string(tcp_port));
+  d.start_http("ZLT4AC", {"--tcp-server"});
+  EXPECT_EQ(channels::load(ssh->count), 0);
+  EXPECT_EQ(ssh->entry[0][0], '\0');
+  ::shmdt(ssh);
+
+  std::unique_ptr<Client> c;
+  ASSERT_TRUE(wait_until([&] { return (c = std::make_unique<Client>(tcp_port))->connected(); }));
+  EXPECT_TRUE(c->wait_for("Please Input Your Command :\r\n"));
+  ASSERT_TRUE(c->send("GetPowerStatus\r\n"));
+  EXPECT_TRUE(d.wait_mcu("GetPowerStatus\r\n"));
+  d.mcu_send("Power Status 1.5");  // ended by '.' and silence: to the client that spoke
+  EXPECT_TRUE(c->wait_for("Power Status 1.5")) << c->received;
+
   // A slow peer trickles its request line, a byte every half second: a request
   // has a deadline as a whole, so it is cut off all the same.
-  Client slow(h.port);
+  Client slow(d.port);
   ASSERT_TRUE(slow.send("GET /metr"));
   bool cut = false;
   std::thread trickle([&] {
@@ -197,7 +205,6 @@ TEST(HttpE2e, BadRequestsAreAnsweredOrClosedAndOthersStillServed) {
       cut = ::poll(&p, 1, 500) > 0 && slow.wait_closed();
     }
   });
-
   struct Case {
     std::string request;
     const char* status;  // the status line's start
@@ -210,23 +217,37 @@ TEST(HttpE2e, BadRequestsAreAnsweredOrClosedAndOthersStillServed) {
       {"GET /../etc/passwd HTTP/1.1\r\nConnection: close\r\n\r\n", "HTTP/1.1 404"},
   };
   std::vector<std::unique_ptr<Client>> peers;
-  for (const Case& c : cases) {
-    peers.push_back(std::make_unique<Client>(h.port));
-    peers.back()->send(c.request);
+  for (const Case& bad : cases) {
+    peers.push_back(std::make_unique<Client>(d.port));
+    peers.back()->send(bad.request);
   }
   for (size_t i = 0; i < peers.size(); ++i) {
     SCOPED_TRACE(cases[i].request.substr(0, 40));
     EXPECT_TRUE(peers[i]->wait_closed());
     EXPECT_EQ(peers[i]->received.rfind(cases[i].status, 0), 0u) << peers[i]->received.substr(0, 80);
+    EXPECT_TRUE(peers[i]->has("Content-Type: text/plain\r\n")) << peers[i]->received;
     EXPECT_LT(peers[i]->received.size(), 400u);  // a short answer
   }
   // Meanwhile everyone else is served.
-  EXPECT_NE(h.get("/metrics").find("pdu_outlets 4"), std::string::npos);
+  EXPECT_NE(d.get("/metrics").find("pdu_outlets 4"), std::string::npos);
   trickle.join();
   EXPECT_TRUE(cut);
-  EXPECT_TRUE(h.running());
-  h.mcu_send("[SUCCESS]Set Outlet 3 OFF\r\n");
-  EXPECT_TRUE(wait_until([&] { return h.get("/api/state").find("\"outlet\":3,\"on\":false") != std::string::npos; }));
+  d.mcu_send("[SUCCESS]Set Outlet 3 OFF\r\n");
+  EXPECT_TRUE(wait_until([&] { return d.get("/api/state").find("\"outlet\":3,\"on\":false") != std::string::npos; }));
+
+  EXPECT_EQ(d.stop(), 0);
+  for (int unit_key : {channels::kTelnet23Key, channels::kTelnet8000Key, channels::kSshKey})
+    EXPECT_EQ(::shmget(channels::segment_key(d.scratch.root(), unit_key), 0, 0), -1) << unit_key;
+}
+
+TEST(DaemonChannels, ATakenGuiPortEndsTheDaemonWithTheBindError) {
+  int taken = channels::listen_tcp_or_exit(0, 1, "socket", "bind", "listen", "127.0.0.1");
+  DaemonHarness d;  // its MCU line keeps the daemon reading until the GUI server fails
+  ProcessResult r = run_built_program("pdud", {"--host", "--root", d.scratch.dir(), "--serial", d.scratch.path("/dev/mcu"),
+                                               "--websocket", "--ws-port", std::to_string(channels::bound_port(taken))});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("bind: Address already in use"), std::string::npos) << r.err;
+  ::close(taken);
 }
 
 }  // namespace
