@@ -45,17 +45,13 @@ struct CheckingRunner : board::CommandRunner {
   }
 };
 
-// A fresh unit for every input.
-struct Checked : Unit<CheckingRunner> {
-  interp::Context ctx{board, state};
-  Checked() { runner.aes = scratch.path("/bin/aes.sh"); }
-};
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  Checked u;
+  Unit<CheckingRunner> u;  // a fresh unit for every input
+  u.runner.aes = u.scratch.path("/bin/aes.sh");
+  interp::Context ctx{u.board, u.state};
   if (*kModels[data[0] & 7]) u.nvram.values["ZLTMerge"] = kModels[data[0] & 7];
   u.nvram.values["SnmpTrapreceiver1"] = "192.0.2.1";  // events raise traps
   u.state.CheckStatusMode.store(kModes[(data[0] >> 3) % 12]);
@@ -65,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::unique_ptr<char[]> message(new char[4500]());
     std::memcpy(message.get(), rest.data() + pos, std::min<size_t>(end - pos, 4490));
     board::SettingsFile::Transaction transaction(u.settings);  // one per message, as the worker has it
-    interp::MachineCommunication_RV470(u.ctx, message.get());
+    interp::MachineCommunication_RV470(ctx, message.get());
   }
   std::istringstream text(u.files.read(board::kSettingsPath).value_or(""));
   auto bad = [](unsigned char c) { return c <= ' ' || c >= 127 || c == '\''; };

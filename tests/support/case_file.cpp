@@ -43,7 +43,7 @@ std::string lines_of(const std::vector<std::string>& items) {  // one item a lin
 const char kNetworkRestart[] = "killall -9 udhcpc 2>/dev/null\nkillall -9 odhcp6c 2>/dev/null\nkillall -9 mDNSResponder "
     "2>/dev/null\n/sbin/ifconfig br-lan1 down\n/sbin/ifconfig br-lan2 down\n/sbin/ifconfig br-lan1 up\n/sbin/ifconfig br-lan2 up\n/sbin/wan.sh &\n";
 
-void run_case(const Fields& c, bool strict_sets, bool strict_print) {
+void run_case(const Fields& c, bool strict) {
   InterpreterHarness h;
   std::string file;
   std::vector<std::string> messages;
@@ -70,8 +70,7 @@ void run_case(const Fields& c, bool strict_sets, bool strict_print) {
   // case does not list must not happen. A file's lines are keyed by its path.
   std::map<std::string, std::string> want = {{"=file", file}, {"=nvram", ""}, {"=run", ""}, {"=mcu", ""},
                                              {"=sleep", ""}, {"=commits", ""}}, got = {{"=nvram", ""}};
-  if (strict_sets) want["=sets"] = "";
-  if (strict_print) want["=print"] = "";
+  if (strict) want["=sets"] = want["=print"] = "";
   std::map<std::string, std::string> want_nvram;
   bool file_listed = false;
   for (const auto& [key, raw] : c) {
@@ -79,11 +78,11 @@ void run_case(const Fields& c, bool strict_sets, bool strict_print) {
     const auto [k, v] = split(value, "=");
     const auto [path, line] = split(value, ": ");
     if (key == "=nvram") {
-      if (strict_sets) want["=sets"] += k + "\n";
-      if (!strict_sets || !before.count(k) || before.at(k) != v) want_nvram[k] = v;
+      if (strict) want["=sets"] += k + "\n";
+      if (!strict || !before.count(k) || before.at(k) != v) want_nvram[k] = v;
     } else if (key == "=lines") {
       want[path] += line == "(none)" ? "" : line + "\n";  // (none): the file is empty or absent
-    } else if (key == "=print" && !strict_print) {
+    } else if (key == "=print" && !strict) {
       EXPECT_NE(printed.find(value), std::string::npos) << "printed:\n" << printed;
     } else if (key[0] == '=') {
       if (key == "=file" && !file_listed) want[key].clear(), file_listed = true;
@@ -118,7 +117,7 @@ void run_case(const Fields& c, bool strict_sets, bool strict_print) {
 void run_case_file(const std::string& relative_path) {
   std::ifstream in(std::string(PDUD_TEST_DATA) + "/" + relative_path);
   ASSERT_TRUE(in) << "cannot read " << relative_path;
-  bool strict_sets = false, strict_print = false;
+  bool strict = false;
   Fields every;
   std::vector<std::pair<int, std::string>> lines;  // a case's first line number, its continuations joined
   int n = 0;
@@ -141,14 +140,13 @@ void run_case_file(const std::string& relative_path) {
       else c.emplace_back(key, value);
     }
     if (c[0].first == "strict") {
-      strict_sets = c[0].second.find("sets") != std::string::npos;
-      strict_print = c[0].second.find("print") != std::string::npos;
+      strict = true;
     } else if (c[0].first == "every") {
       every.assign(c.begin() + 1, c.end());
     } else {
       c.insert(c.begin(), every.begin(), every.end());
       SCOPED_TRACE(relative_path + ":" + std::to_string(first));
-      run_case(c, strict_sets, strict_print);
+      run_case(c, strict);
       ++cases;
     }
   }

@@ -32,7 +32,7 @@
 // What a case does not list must not happen: no settings-file change, no
 // nvram change, no command, no MCU byte, no sleep, no commit.
 //
-// A file may be stricter still, with a line "strict: sets print":
+// A file may be stricter still, with the line "strict: sets print":
 //   sets    =nvram lists every nvram set, in order, each with the key's final
 //           value, a set that keeps the value included; no =nvram: no set
 //   print   =print lists everything printed besides the input lines, whole

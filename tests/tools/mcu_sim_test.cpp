@@ -75,27 +75,6 @@ TEST(McuSim, EveryAnswerIsALineTheInterpreterActsOn) {
   }
 }
 
-TEST(McuSim, CommandsChangeTheKeysTheyAreAbout) {
-  const struct { const char *model, *command, *key, *value; } cases[] = {
-      {"ZLT8AC", "Set Outlet 3 OFF", "Outlet3", "0"},
-      {"ZLT8AC", "Set Outlet 2 OCDT To 200ms", "OCDT", "0:2:0:0:0:0:0:0"},
-      {"ZLT4AC", "Set All Outlets OCDT To 300ms", "OCDT", "3:3:3:3"},
-      {"ZLT8AC", "Set RS232 Baud Rate To 38400", "localBaud", "5"},
-      {"ZLT8AC", "Set Event2 Outlet3 Response Sensor1 Mode To Power OFF", "sensor21output", "11311111"},
-      {"ZLT8AC", "GetOutletPowerOnTime 3", "Powerdelay3", "3s"},
-      {"ZLT8AC", "GetOutletMode 2", "Tipoutlet", "121111111"},
-      {"ZLT8AC", "SIM GROUND LOST", "Groundsen", "1"},
-      {"ZLT8AC", "SIM OVERLOAD 4", "Tipoutlet", "111311111"},
-      {"ZLT8AC", ">SetGuiIP 10.0.1.20", "lan_ipaddr", "10.0.1.20"},
-      {"ZLT8DC", "Set Outlet 4 Voltage Status 24V", "Dcvoltage", "11151111"},
-      {"ZLT8DC", "Set System Power OFF", "Outlet5", "0"},
-  };
-  for (const auto& c : cases) {
-    mcusim::Mcu mcu(c.model);
-    EXPECT_EQ(interpret(c.model, mcu.handle(c.command))->nvram.values[c.key], c.value) << c.model << ": " << c.command;
-  }
-}
-
 // The simulator's dump fills exactly the keys that a real unit's dump fills
 // (the recorded dumps of tests/interpreter/status/data), with its own state.
 TEST(McuSim, EachModelsStatusDumpFillsTheKeysOfARealDump) {
