@@ -35,7 +35,6 @@ TEST(Daemon, RunsTheUnitFromStartToSigterm) {
   };
   d.mcu_send("[SUCCESS]Set Device Name To Lab  telnet23\r\n[SUCCESS]Set System Power ON\r\nMQTT on\r\n");
   EXPECT_TRUE(holds("/user/argument.text", "TitleLabel=Lab\nPower=1\n")) << d.scratch.read("/user/argument.text");
-  EXPECT_TRUE(wait_until([&] { return d.nvram("TitleLabel") == "Lab"; }));
   EXPECT_TRUE(d.wait_mcu("GUISTATUS\r\n") && d.wait_mcu("GUISYSTIME\r\n"));
   EXPECT_TRUE(holds("/var/log/commands.log", "/bin/update_ota_version.sh &\n"));
   const std::string event = "2026-11-22 15:00:00 System Critical: 'over' temperature";
