@@ -23,14 +23,10 @@ TEST(ShellQuote, AShellGivesBackTheSameArguments) {
 }
 
 TEST(SystemRunner, StatusesAndOutput) {
-  testing_support::ScratchRoot scratch;
-  board::SystemRunner runner;
+  board::SystemRunner runner;  // that spawn runs no shell, the trap sent to a real receiver shows
   EXPECT_EQ(runner.run("exit 3"), 3);
   EXPECT_EQ(runner.run("kill -9 $$"), 128 + 9);
-  // spawn runs no shell: the words stay whole.
-  EXPECT_EQ(runner.spawn({"touch", scratch.path("/it's"), scratch.path("/a b;c")}), 0);
-  EXPECT_TRUE(scratch.exists("/it's") && scratch.exists("/a b;c") && !scratch.exists("/a"));
-  EXPECT_NE(runner.spawn({scratch.path("/no-such-program")}), 0);
+  EXPECT_NE(runner.spawn({"/no/such/program"}), 0);
   EXPECT_NE(runner.capture({"/no/such/program"}).status, 0);
   EXPECT_EQ(runner.spawn({}), -1);
   EXPECT_EQ(runner.capture({}).status, -1);

@@ -21,11 +21,12 @@ TEST(SerialPort, TheLineTakesTheSpeedStopBitsAndRawMode) {
   const struct { int speed, bits; char parity; int stop; speed_t rate; tcflag_t stop_flag; } cases[] = {
       {115200, 8, 'N', 1, B115200, 0}, {2400, 7, 'E', 2, B2400, CSTOPB}, {4800, 8, 'O', 1, B4800, 0},
       {57600, 8, 'N', 1, B9600, 0}};  // any other speed: 9600
+  // One line for every row: each setting replaces the one before it whole.
+  int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0);
+  int fd = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+  ASSERT_GE(fd, 0);
   for (const auto& c : cases) {
-    int master = ::posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_TRUE(master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0);
-    int fd = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
-    ASSERT_GE(fd, 0);
     ASSERT_EQ(board::set_opt(fd, c.speed, c.bits, c.parity, c.stop, stdout), 0) << c.speed;
     termios t{};
     ASSERT_EQ(::tcgetattr(fd, &t), 0);
@@ -34,9 +35,9 @@ TEST(SerialPort, TheLineTakesTheSpeedStopBitsAndRawMode) {
     EXPECT_EQ(t.c_cflag & CSTOPB, c.stop_flag) << c.speed;
     EXPECT_EQ(t.c_lflag & (ICANON | ECHO), 0u) << c.speed;
     EXPECT_EQ(t.c_cc[VMIN], 0);
-    ::close(fd);
-    ::close(master);
   }
+  ::close(fd);
+  ::close(master);
 }
 
 int pipe_fds[2];

@@ -17,7 +17,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
 constexpr const char* kPath = "/user/argument.text";
 
 struct Store {
@@ -64,8 +63,6 @@ TEST(SettingsFile, ChangesAndOneWritePerMessage) {
       {"formatted, 100", whole, {{'f', k, value(k, 100), false}}, old, 1},
       {"formatted delete, 63", whole, {{'f', g, "1"}}, k + "=old\n" + a + "=old\n" + f + "=old\n" + g + "=1\n", 1},
       {"formatted delete, 64", whole, {{'f', f, "1"}}, whole + f + "=1\n", 1},
-      {"changed key moves to the end", "HostName=Old\nwan_dhcp_hn=Old\n", {{'s', "HostName", "Lab"}},
-       "wan_dhcp_hn=Old\nHostName=Lab\n", 1},
       {"plain delete takes longer keys and values holding KEY=", "XPower=1\nNote=Power=3\nPower=0\nPowerMode5v=1\n",
        {{'s', "Power", "1"}}, "PowerMode5v=1\nPower=1\n", 1},
       {"anchored delete keeps longer keys", "XPower=1\nPower=0\nsensor11delay1=5\nNote=Power=3\n",

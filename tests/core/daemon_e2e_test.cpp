@@ -35,7 +35,6 @@ TEST(Daemon, RunsTheUnitFromStartToSigterm) {
   };
   d.mcu_send("[SUCCESS]Set Device Name To Lab  telnet23\r\n[SUCCESS]Set System Power ON\r\nMQTT on\r\n");
   EXPECT_TRUE(holds("/user/argument.text", "TitleLabel=Lab\nPower=1\n")) << d.scratch.read("/user/argument.text");
-  EXPECT_TRUE(wait_until([&] { return d.nvram("TitleLabel") == "Lab"; }));
   EXPECT_TRUE(d.wait_mcu("GUISTATUS\r\n") && d.wait_mcu("GUISYSTIME\r\n"));
   EXPECT_TRUE(holds("/var/log/commands.log", "/bin/update_ota_version.sh &\n"));
   const std::string event = "2026-11-22 15:00:00 System Critical: 'over' temperature";
@@ -57,7 +56,7 @@ TEST(Daemon, RunsTheUnitFromStartToSigterm) {
   EXPECT_TRUE(d.wait_output("MCU line read error: POLLHUP; reopening\n")) << d.output();  // not a stale errno
   ASSERT_TRUE(d.wait_output("MCU line reopened\n"));
   d.mcu_send("after\r\n");
-  EXPECT_TRUE(d.wait_interpreted("after", 15s)) << d.output();
+  EXPECT_TRUE(d.wait_output("\n**RV470_InputData=after\n", 15s)) << d.output();  // the worker took it
   EXPECT_EQ(d.stop(), 0);
   EXPECT_FALSE(d.scratch.exists("/var/run/readuart.pid"));
 }

@@ -48,10 +48,6 @@ class DaemonHarness {
   bool wait_output(const std::string& text, std::chrono::milliseconds deadline = 20s) {
     return wait_until([&] { return output().find(text) != std::string::npos; }, deadline);
   }
-  // Waits until the worker has interpreted the message (its input print).
-  bool wait_interpreted(const std::string& message, std::chrono::milliseconds deadline = 20s) {
-    return wait_output("\n**RV470_InputData=" + message + "\n", deadline);
-  }
 
   ScratchRoot scratch;
 

@@ -19,9 +19,7 @@ std::string make_temp_dir() {
 ScratchRoot::ScratchRoot() : root_(make_temp_dir()) {}
 
 ScratchRoot::~ScratchRoot() {
-  std::error_code ec;  // read-only directories of a test are made removable again
-  for (fs::recursive_directory_iterator it(dir(), ec), end; it != end; it.increment(ec))
-    if (it->is_directory(ec)) fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ec);
+  std::error_code ec;
   fs::remove_all(dir(), ec);
 }
 
