@@ -145,7 +145,8 @@ void run_case_file(const std::string& relative_path) {
       every.assign(c.begin() + 1, c.end());
     } else {
       c.insert(c.begin(), every.begin(), every.end());
-      SCOPED_TRACE(relative_path + ":" + std::to_string(first));
+      const auto label = std::find_if(c.begin(), c.end(), [](const auto& f) { return f.first == "case"; });
+      SCOPED_TRACE(relative_path + ":" + std::to_string(first) + (label == c.end() ? "" : " (" + label->second + ")"));
       run_case(c, strict);
       ++cases;
     }

@@ -4,7 +4,7 @@
 // continues the case above it. '#' starts a comment line. Values take C
 // escapes (\r \n \t \\) and \s for a blank that must not be lost at the end.
 //
-//   case: the device name goes to both stores   a name, for the reader only
+//   case: the device name goes to both stores   optional: what the case shows, named on failure
 //   model: ZLT8AC                  the model code (nvram ZLTMerge)
 //   nvram: firstlogin=0            nvram before the messages
 //   file: TitleLabel=Old           a settings-file line before the messages
