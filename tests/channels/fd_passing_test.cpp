@@ -27,7 +27,7 @@ TEST(FdPassing, SessionsReceiveLinesUntilTheirOwnCloseHandOver) {
   // The socket file appears at bind; each server says when it listens.
   ASSERT_TRUE(wait_until([&] { return count(h.printed(), "server: accept client!\n") == 2; }));
   auto peer = [&](int port, int slot, const std::string& how) {
-    Child child({program("passthrough-peer"), "--root", h.scratch.dir(), "--port", std::to_string(port), "--slot",
+    Child child({PDUD_BINARY_DIR "/passthrough-peer", "--root", h.scratch.dir(), "--port", std::to_string(port), "--slot",
                  std::to_string(slot), how == "close" ? "--close" : "--listen", how});
     std::unique_ptr<Client> far;
     if (how != "close" && child.wait_for_output("waiting for a client")) far = std::make_unique<Client>(std::stoi(how));

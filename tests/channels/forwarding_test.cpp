@@ -30,7 +30,7 @@ class SshTest : public ::testing::Test {
  protected:
   void SetUp() override { h.nvram.values["sshPushMsg"] = "1"; }
   std::unique_ptr<Child> session(const std::string& path, int count) {
-    auto c = std::make_unique<Child>(std::vector<std::string>{program("ssh-session-peer"), "--root", h.scratch.dir(),
+    auto c = std::make_unique<Child>(std::vector<std::string>{PDUD_BINARY_DIR "/ssh-session-peer", "--root", h.scratch.dir(),
                                                               "--path", path, "--count", std::to_string(count)});
     EXPECT_TRUE(c->wait_for_output("registered " + path));
     return c;

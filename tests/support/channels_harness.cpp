@@ -171,6 +171,4 @@ std::set<int> unkept_descriptors(channels::Channels& ch) {
   return fds;
 }
 
-std::string program(const std::string& name) { return std::string(PDUD_BINARY_DIR) + "/" + name; }
-
 }  // namespace testing_support

@@ -111,7 +111,4 @@ bool hand_over(channels::Channels& ch, int port, int count, int slot, int32_t fl
 // The descriptors open in this process, less those the passthrough tables hold.
 std::set<int> unkept_descriptors(channels::Channels& ch);
 
-// A built program of this project.
-std::string program(const std::string& name);
-
 }  // namespace testing_support
