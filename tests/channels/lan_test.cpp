@@ -59,6 +59,12 @@ TEST(CommandPortGuard, HoldsOnlyWhatMayStillBeARequestAndForwardsTheRestUnchange
     }
     EXPECT_EQ(!ok, c.dropped) << c.blocks[0];
   }
+  // The start of a request line in any usual method is held, not sent on.
+  for (std::string start : {"GET", "POST", "PUT", "DELETE", "HEAD", "OPTIONS", "PATCH", "CONNECT", "TRACE"}) {
+    std::string forward;
+    start += " /x HT";
+    EXPECT_TRUE(channels::HttpGuard().feed(start.data(), start.size(), forward) && forward.empty()) << start;
+  }
 }
 
 TEST(GuiOrigin, OwnHostAnyPortOrListedOrigin) {
