@@ -40,8 +40,20 @@ class TcpServerTest : public ::testing::Test {
 };
 
 TEST_F(TcpServerTest, BytesGoUnchangedAndTheReplyToTheLastSpeakerAfterTelnetNegotiation) {
+  // No client yet: replies and session lines are dropped, never sent to descriptor 0.
+  int p[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, p), 0);
+  const int saved = ::dup(0);
+  ::dup2(p[1], 0);
+  reply("nobody.");
+  h.output->to_telnet_sessions("nobody.", 7);
+  ::dup2(saved, 0);
+  ::close(saved);
+  ::close(p[1]);
+  char byte;
+  EXPECT_EQ(::recv(p[0], &byte, 1, MSG_DONTWAIT), 0);
+  ::close(p[0]);
   start();
-  reply("nobody.");  // no client yet: dropped rather than sent to descriptor 0
   auto a = connect();  // slot 0
   auto b = connect();  // slot 1
   // b negotiates: the block is not for the MCU, yet names b as the speaker.

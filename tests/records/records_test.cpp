@@ -64,6 +64,11 @@ TEST(SystemLog, SizeLimitKeepsTheLineCountOfTheSystemLogOnly) {
   EXPECT_EQ(h.scratch.lines("/user/ZLT.log"), (Lines{"c.", "d.", "e."}));
   EXPECT_EQ(h.scratch.lines("/user/Outlet1.log"), (Lines{"x.", "y."}));
   EXPECT_EQ(h.clock.sleeps, std::vector<long>(6, 150));
+  // The oldest line goes by replacing the file: when that fails the log stays whole.
+  h.nvram.values["logfilesize"] = "0";
+  h.files.inject_fault(1, ENOSPC, true);
+  records::systemlog(h.ctx, 0, "f");
+  EXPECT_EQ(h.scratch.lines("/user/ZLT.log"), (Lines{"c.", "d.", "e."}));
 }
 
 // The line the unit prints for a trap: the arguments, the empty uptime as ''
