@@ -123,7 +123,8 @@ TEST(Integers, ConvertBothWaysAndPower) {
   for (int value : {0, -42, INT_MAX, INT_MIN})
     EXPECT_TRUE(util::int_to_char(value, out) == 0 && out == std::to_string(value)) << value << " " << out;
   EXPECT_EQ(util::int_to_char(1, nullptr), -1);
-  const struct { int base, exponent, expected; } powers[] = {{2, 10, 1024}, {0, 0, 1}, {-2, 3, 0}, {-1, 0, 0}, {10, 9, 1000000000}};
+  const struct { int base, exponent, expected; } powers[] = {
+      {2, 10, 1024}, {0, 0, 1}, {-2, 3, 0}, {-1, 0, 0}, {10, 9, 1000000000}, {2, -1, 0}, {10, 10, 1410065408}, {2, 32, 0}};
   for (const auto& p : powers) EXPECT_EQ(util::pow(p.base, p.exponent), p.expected) << p.base << "^" << p.exponent;
 }
 
