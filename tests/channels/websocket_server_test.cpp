@@ -161,6 +161,8 @@ TEST_F(WebSocketTest, TheRequestEndsAtItsEmptyLineAndAForeignPageGetsOnly403) {
       {"a frame in the same packet", request() + stop, kAnswer + echo, false},
       {"a body that is no frame", request() + "X=1&Y=" + std::string(12000, 'y'), kAnswer, true},
       {"an unmasked frame", request() + "\x81\x02hi", kAnswer, true},
+      {"an unknown opcode", request() + frame(0x83, "hi"), kAnswer, true},
+      {"a request that never ends within 8 KiB", "GET / HTTP/1.1\r\nX: " + std::string(8200, 'x'), "", true},
       {"a page of its own host", request("http://127.0.0.1:8080") + stop, kAnswer + echo, false},
       {"a foreign page: its first frame is never read", request("http://127.0.0.2:8080") + stop,
        channels::kOriginRefused, true},
@@ -173,6 +175,7 @@ TEST_F(WebSocketTest, TheRequestEndsAtItsEmptyLineAndAForeignPageGetsOnly403) {
     EXPECT_EQ(raw.received, c.reply);
   }
   EXPECT_NE(h.printed().find("WebSocket: refused a page of http://127.0.0.2:8080 "), std::string::npos);
+  EXPECT_EQ(h.printed().find("its request took too long"), std::string::npos);  // each ended at once
 }
 
 TEST_F(WebSocketTest, EveryGuiGetsTheReportAndStalledOrOversizedPeersDelayNobody) {
