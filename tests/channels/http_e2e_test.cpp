@@ -240,13 +240,25 @@ TEST(DaemonChannels, CommandClientsAndBadHttpPeersFromStartToStop) {
     EXPECT_EQ(::shmget(channels::segment_key(d.scratch.root(), unit_key), 0, 0), -1) << unit_key;
 }
 
-TEST(DaemonChannels, ATakenGuiPortEndsTheDaemonWithTheBindError) {
+// A GUI channel that cannot start ends the daemon with status 1 and says why
+// (an unreadable certificate before the port is tried).
+TEST(DaemonChannels, AGuiChannelThatCannotStartEndsTheDaemon) {
   int taken = channels::listen_tcp_or_exit(0, 1, "socket", "bind", "listen", "127.0.0.1");
   DaemonHarness d;  // its MCU line keeps the daemon reading until the GUI server fails
-  ProcessResult r = run_built_program("pdud", {"--host", "--root", d.scratch.dir(), "--serial", d.scratch.path("/dev/mcu"),
-                                               "--websocket", "--ws-port", std::to_string(channels::bound_port(taken))});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("bind: Address already in use"), std::string::npos) << r.err;
+  const std::string port = std::to_string(channels::bound_port(taken)), missing = d.scratch.path("/no.pem");
+  const struct { std::vector<std::string> options; std::string said, not_said; } cases[] = {
+      {{"--ws-port", port}, "bind: Address already in use", "--ws-tls"},
+      {{"--ws-port", port, "--ws-tls", missing, missing}, "pdud: --ws-tls: cannot read " + missing + ": ", "bind"},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> args = {"--host", "--root", d.scratch.dir(), "--serial", d.scratch.path("/dev/mcu"),
+                                     "--websocket"};
+    args.insert(args.end(), c.options.begin(), c.options.end());
+    ProcessResult r = run_built_program("pdud", args);
+    EXPECT_EQ(r.status, 1) << c.said;
+    EXPECT_NE(r.err.find(c.said), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find(c.not_said), std::string::npos) << r.err;
+  }
   ::close(taken);
 }
 
