@@ -222,6 +222,12 @@ TEST_F(WebSocketTest, EveryGuiGetsTheReportAndStalledOrOversizedPeersDelayNobody
   ASSERT_TRUE(b->send(frame(0x81, "again")));
   EXPECT_EQ(b->next_frame(), text("again"));
   expect_report(*b);
+  // A GUI that leaves in the middle of a frame ends the features too.
+  ASSERT_TRUE(b->send(frame(0x81, "StartAudioMic")));
+  ASSERT_TRUE(wait_until([&] { return h.state._checkWebSocketReflesh.load() == 1; }));
+  ASSERT_TRUE(b->send(frame(0x81, "StartAudioMic").substr(0, 4)));
+  b.reset();
+  EXPECT_TRUE(wait_until([&] { return h.state._checkWebSocketReflesh.load() == 0; }));
 }
 
 }  // namespace
