@@ -143,22 +143,14 @@ TEST_F(TcpServerTest, BoundAddressOnlyAndAVanishedPeerFreesItsSlot) {
   h.ch->policy.tcp_bind = "127.0.0.1";
   h.ch->policy.keepalive = {1, 1, 1};
   start();
-  auto connect_to = [&](const char* addr) {
-    int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in a{AF_INET, htons(static_cast<uint16_t>(h.ch->tcp_port.load())), {}, {}};
-    ::inet_pton(AF_INET, addr, &a.sin_addr);
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0) return fd;
-    ::close(fd);
-    return -1;
-  };
-  EXPECT_EQ(connect_to("127.0.0.2"), -1);
-  int fd = connect_to("127.0.0.1");
-  ASSERT_GE(fd, 0);
+  EXPECT_FALSE(Client(h.ch->tcp_port.load(), "127.0.0.2").connected());
+  auto c = std::make_unique<Client>(h.ch->tcp_port.load(), "127.0.0.1");
+  ASSERT_TRUE(c->connected());
   ASSERT_TRUE(wait_until([&] { return h.ch->clients.TcpClient[0].fd.load() >= 0; }));
   // A close in repair mode sends nothing: to the server the peer just vanished.
   int on = 1;
-  ASSERT_EQ(::setsockopt(fd, IPPROTO_TCP, TCP_REPAIR, &on, sizeof on), 0) << "TCP_REPAIR needs CAP_NET_ADMIN";
-  ::close(fd);
+  ASSERT_EQ(::setsockopt(c->fd(), IPPROTO_TCP, TCP_REPAIR, &on, sizeof on), 0) << "TCP_REPAIR needs CAP_NET_ADMIN";
+  c.reset();
   EXPECT_TRUE(wait_until([&] { return h.ch->clients.TcpClient[0].fd.load() < 0; }));
 }
 

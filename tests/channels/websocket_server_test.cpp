@@ -72,6 +72,7 @@ class WebSocketTest : public ::testing::Test {
     h.nvram.values = {{"Inputstatus", "1"}, {"CheckUpgrateStatus", "2"}, {"ChargingMode", "fast"}};
     h.ch->handshake_limit = std::chrono::seconds(3);
     h.ch->frame_limit = std::chrono::seconds(4);
+    h.ch->policy.ws_bind = "127.0.0.1";
     h.run(channels::start_websocket_server(*h.ch, 0));
     ASSERT_TRUE(wait_until([&] { return h.ch->websocket_port.load() != 0; }));
   }
@@ -175,6 +176,7 @@ TEST_F(WebSocketTest, TheRequestEndsAtItsEmptyLineAndAForeignPageGetsOnly403) {
     EXPECT_EQ(raw.received, c.reply);
   }
   EXPECT_NE(h.printed().find("WebSocket: refused a page of http://127.0.0.2:8080 "), std::string::npos);
+  EXPECT_FALSE(Client(h.ch->websocket_port.load(), "127.0.0.2").connected());  // bound to 127.0.0.1 only
   EXPECT_EQ(h.printed().find("its request took too long"), std::string::npos);  // each ended at once
 }
 

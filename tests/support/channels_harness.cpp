@@ -71,12 +71,12 @@ bool read_until(int fd, std::string& into, const std::function<bool()>& done, bo
   return true;
 }
 
-Client::Client(int port) {
+Client::Client(int port, const char* address) {
   fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in a{};
   a.sin_family = AF_INET;
   a.sin_port = htons(static_cast<uint16_t>(port));
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ::inet_pton(AF_INET, address, &a.sin_addr);
   if (::connect(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
     ::close(fd_);
     fd_ = -1;

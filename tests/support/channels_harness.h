@@ -68,7 +68,7 @@ bool read_until(int fd, std::string& into, const std::function<bool()>& done, bo
 // A loopback TCP client.
 class Client {
  public:
-  explicit Client(int port);
+  explicit Client(int port, const char* address = "127.0.0.1");
   ~Client();
   Client(const Client&) = delete;
   bool connected() const { return fd_ >= 0; }
