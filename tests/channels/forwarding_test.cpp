@@ -1,4 +1,4 @@
-// SSH forwarding with the session peer program, and the text helpers.
+// SSH forwarding with the session peer program.
 #include "channels/forwarding.h"
 
 #include <gtest/gtest.h>
@@ -15,16 +15,6 @@
 namespace {
 
 using namespace testing_support;
-
-TEST(RemoveTelnet23Manual, CutsEveryTag) {
-  for (auto [in, out] : {std::pair<const char*, const char*>{"HW  telnet23 V1.0", "HW V1.0"},
-                         {"  telnet23  telnet23x", "x"}, {"HW telnet23", "HW telnet23"}}) {
-    char buf[64];
-    std::strcpy(buf, in);
-    channels::remove_telnet23_manual(buf);
-    EXPECT_STREQ(buf, out) << in;
-  }
-}
 
 class SshTest : public ::testing::Test {
  protected:

@@ -86,17 +86,6 @@ TEST_F(TcpServerTest, BytesGoUnchangedAndTheReplyToTheLastSpeakerAfterTelnetNego
   EXPECT_EQ(h.mcu.bytes(), mcu + "after\r\n");
 }
 
-TEST_F(TcpServerTest, NoPromptWhenMachineTypeIsFour) {
-  h.state.MachineType = "4";  // the other machine types are prompted in every other test
-  start();
-  Client client(h.ch->tcp_port.load());
-  ASSERT_TRUE(client.send("x"));
-  ASSERT_TRUE(h.mcu.wait_for("x"));
-  reply("reply.");
-  EXPECT_TRUE(client.wait_for("reply."));
-  EXPECT_EQ(client.received, "reply.");
-}
-
 TEST_F(TcpServerTest, EverySlotIsServedAndAFullTableClosesTheNewcomer) {
   start();
   std::vector<std::unique_ptr<Client>> clients;

@@ -8,7 +8,6 @@
 #include <set>
 #include <string>
 
-#include "interpreter/common/codes.h"
 #include "interpreter/dispatcher.h"
 #include "support/case_file.h"
 #include "support/interpreter_harness.h"
@@ -63,23 +62,6 @@ TEST(Dispatcher, PhraseSearch) {
   EXPECT_EQ(interp::taken_by(h.ctx), "no effect");
 }
 
-// Response and trigger words: the first keyword the word contains gives the code.
-TEST(EventRules, ConvertersPutTheFirstContainedWordsCode) {
-  // word, response code, trigger code ('-': unchanged)
-  for (const char* c : {"NoAction 1-", "PowerOn 2-", "PowerON 22", "PowerOFF 33", "Restart 4-", "N/A 11", "Min-Max -4",
-                        "Max -2", "Min -3", "Explode --", "NoTriggerON -1", "RestartNoAction 1-"}) {
-    const std::string word = std::string(c).substr(0, std::strchr(c, ' ') - c), codes = std::strchr(c, ' ') + 1;
-    std::string response = "---", trigger = "---";
-    interp::process_response(word.c_str(), response, 1);
-    interp::process_trigger(word.c_str(), trigger, 1);
-    EXPECT_EQ(response[1] + std::string(1, trigger[1]), codes) << word;
-  }
-  std::string codes = "111";
-  for (int index : {-1, 3, 1000}) interp::process_response("Restart", codes, index);
-  interp::process_trigger(nullptr, codes, 0);
-  EXPECT_EQ(codes, "111");
-}
-
 // Each outlet's time replies go to that outlet's keys, and only there.
 TEST(QueryReplies, PerOutletTimesGoToTheOutletsOwnKey) {
   const std::pair<const char*, const char*> replies[] = {{"<GetOutletPowerOnTime ", "Powerdelay"},
@@ -91,15 +73,6 @@ TEST(QueryReplies, PerOutletTimesGoToTheOutletsOwnKey) {
   EXPECT_EQ(h.nvram.values.size(), 32u);
   for (const auto& [key, value] : h.nvram.values) EXPECT_EQ(value, key + "s");
   EXPECT_TRUE(h.settings_lines().empty());
-}
-
-// An IPv6 value is cut to 127 characters (lower-cased) or kept whole (the old form).
-TEST(NetworkSettings, LongIpv6ValuesAreCutWhenLowerCased) {
-  testing_support::InterpreterHarness h;
-  h.feed("[SUCCESS]Set TCP/IPv6 1 Gateway Address1 To " + std::string(200, 'A'));
-  h.feed("[SUCCESS]Set TCP/IPv61 IP Address To " + std::string(200, 'A'));
-  EXPECT_EQ(h.nvram.values["Ipv6Gateadd1"], std::string(127, 'a'));
-  EXPECT_EQ(h.nvram.values["Ipv6Address1"], std::string(200, 'A'));
 }
 
 // The cipher runs with the password as its own argument, never through a
@@ -119,18 +92,6 @@ TEST(Password, OnlyTheEncryptedFormIsStored) {
     EXPECT_EQ(h.nvram.values["Password"], ok ? "ENC" : "");
     EXPECT_EQ(h.take_output(), std::string("\n**RV470_InputData=[SUCCESS]Set Newpassword To s3cret\n") +
                                    (ok ? "" : "Newpassword: cipher script failed, password not stored\n"));
-  }
-}
-
-// A tip traps when the system log would call it critical; sensor warnings never trap.
-TEST(Notifications, OnlyCriticalTipsTrap) {
-  for (const char* text : {"Tip:2024-05-06 07:08:09 Outlet 3 Critical overload", "Tip:2024-05-06 07:08:09 Outlet 3 On",
-                           "Tip:2024-05-06 07:08:09 Sensor1 Critical high", "Sensor1Warning:2024-05-06 07:08:09 Critical high"}) {
-    testing_support::InterpreterHarness h;
-    h.nvram.values["SnmpTrapreceiver1"] = "198.51.100.1";
-    h.feed(text);
-    const size_t traps = std::strstr(text, "Outlet 3 Critical") ? 1 : 0;
-    EXPECT_EQ(h.runner.argvs.size() + h.runner.lines.size(), 2 * traps) << text;
   }
 }
 

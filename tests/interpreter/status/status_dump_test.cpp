@@ -2,7 +2,6 @@
 // the settings file and nvram afterwards are those of data/ (see its
 // README.md; the benchmarks read the same dumps). PDUD_UPDATE_STATUS_DATA=1
 // rewrites the expected files (review the difference before committing it).
-// And the column tokeniser and row identity that the tables' rows rest on.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,7 +9,6 @@
 #include <sstream>
 #include <vector>
 
-#include "interpreter/common/tokenizer.h"
 #include "support/interpreter_harness.h"
 
 namespace {
@@ -46,31 +44,6 @@ TEST(StatusDump, EachModelsDumpGivesItsSettingsFileAndNvram) {
     EXPECT_EQ(nvram, read_data(expected + ".nvram"));
     EXPECT_EQ(h.state.CheckStatusMode.load(), 0u);  // every dump ends with a closing row
   }
-}
-
-TEST(StatusTokeniser, SplitsRowsIntoColumnsAndFindsTheRow) {
-  // Runs of spaces are one separator; a leading space gives an empty column 0;
-  // short rows give empty columns; the rest is never read; only a space ends a
-  // column; a column is cut at 19 characters, the rest of it consumed.
-  const struct { const char* row; int columns; std::vector<std::string> tokens; } cases[] = {
-      {"a  b   c", 3, {"a", "b", "c"}}, {" a b", 3, {"", "a", "b"}}, {"a b", 4, {"a", "b", "", ""}},
-      {"a b c d", 2, {"a", "b"}},      {"a\tb c\r\n", 2, {"a\tb", "c\r\n"}},
-      {"123456789012345678901234 x", 2, {"1234567890123456789", "x"}}};
-  for (const auto& c : cases) {
-    std::vector<std::string> got;
-    interp::for_each_column(c.row, c.columns, [&](int column, const char* token) {
-      EXPECT_EQ(column, static_cast<int>(got.size()));
-      got.emplace_back(token);
-    });
-    EXPECT_EQ(got, c.tokens) << '"' << c.row << '"';
-  }
-  // A row's identity: the first digit of its first column, up to the last
-  // outlet; SYS is the row after the last, where a SYS row counts.
-  const struct { const char* token; int last; bool sys_row; int id; } rows[] = {
-      {"3", 9, true, 3},   {"12", 9, true, 1}, {"SYS", 9, true, 10}, {"SYS", 8, true, 9},
-      {"9", 8, true, 0},   {"SYS", 8, false, 0}, {"x", 9, true, 0},  {"5", 4, true, 0}};
-  for (const auto& c : rows)
-    EXPECT_EQ(interp::row_identity(c.token, c.last, c.sys_row), c.id) << c.token << " last " << c.last;
 }
 
 }  // namespace

@@ -1,28 +1,50 @@
-// The settings file as the web pages and scripts read it.
+// The board layer: the settings file as the web pages and scripts read it, the
+// host nvram store shared with the pdu-nvram tool, the MCU line, and commands
+// carried out for real.
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "board/command_runner.h"
 #include "board/files.h"
+#include "board/mcu_line.h"
+#include "board/nvram.h"
 #include "board/recording.h"
+#include "board/serial_port.h"
 #include "board/settings_file.h"
+#include "support/board_process.h"
 #include "support/scratch_root.h"
 
 namespace {
 
+using testing_support::run_built_program;
+using Argv = std::vector<std::string>;
+
 constexpr const char* kPath = "/user/argument.text";
 
+// A scratch root's settings file and host nvram, and the pdu-nvram tool on it.
 struct Store {
   testing_support::ScratchRoot scratch;
   board::Files files{scratch.root()};
   board::SettingsFile settings{files};
+  board::HostNvram nvram{scratch.root()};
+  testing_support::ProcessResult tool(std::vector<std::string> args) const {
+    args.insert(args.begin(), {"--root", scratch.dir()});
+    return run_built_program("pdu-nvram", args);
+  }
 };
 
 // One message's changes, as the worker makes them: a transaction, then commit.
@@ -183,6 +205,157 @@ TEST(Files, AFailedAppendLeavesNoPartialLine) {
   EXPECT_EQ(error, ENOSPC);
   EXPECT_TRUE(s.files.append("/user/ZLT.log", "next.\n"));
   EXPECT_EQ(s.scratch.read("/user/ZLT.log"), "first.\nnext.\n");
+}
+
+// Odd keys and values go both ways between the library and the tool; a
+// half-written temporary file is no key, an undecodable name one as it stands.
+TEST(HostNvram, LibraryAndToolSeeEachOthersValues) {
+  Store s;
+  for (const std::string& value : {std::string(3000, 'z'), std::string("line one\nline two"),
+                                   std::string("trailing newline\n"), std::string("it's \"q\" $x"), std::string()}) {
+    SCOPED_TRACE(value.substr(0, 40));
+    s.nvram.set("TitleLabel", value);
+    EXPECT_EQ(s.tool({"get", "TitleLabel"}).out, value + "\n");
+    ASSERT_EQ(s.tool({"set", "Other", value}).status, 0);
+    EXPECT_EQ(board::HostNvram(s.scratch.root()).get("Other"), value);
+  }
+  for (const std::string& key : std::vector<std::string>{"a/b", "100%", ".hidden", "..", "with space"}) {
+    ASSERT_EQ(s.tool({"set", key, "v-" + key}).status, 0);
+    EXPECT_EQ(s.nvram.get(key), "v-" + key);
+  }
+  s.scratch.write("/var/lib/nvram/buffer/odd%zz", "1");
+  s.scratch.write("/var/lib/nvram/buffer/Key.tmpAbC123", "half");
+  EXPECT_EQ(s.tool({"show"}).out, "..=v-..\n.hidden=v-.hidden\n100%=v-100%\nOther=\nTitleLabel=\na/b=v-a/b\n"
+                                  "odd%zz=1\nwith space=v-with space\n");
+}
+
+TEST(HostNvram, HeldValuesBadKeysAndCommit) {
+  Store s;
+  // The value already held is not written again: the key's file stays the same file.
+  auto inode = [&] {
+    struct stat st {};
+    return ::stat(s.scratch.path("/var/lib/nvram/buffer/Power").c_str(), &st) == 0 ? st.st_ino : 0;
+  };
+  s.nvram.set("Power", "1");
+  const auto first = inode();
+  s.nvram.set("Power", "1");
+  EXPECT_EQ(inode(), first);
+  s.nvram.set("Power", "0");
+  EXPECT_NE(inode(), first);
+  s.nvram.set("", "x");  // no such key
+  EXPECT_EQ(s.nvram.get(""), std::nullopt);
+  s.nvram.set("ZLTMerge", std::string("ZLT8AC\0cd", 9));  // a value ends at a NUL
+  EXPECT_EQ(s.nvram.model(), "ZLT8AC");
+  // A commit copies the buffer, by the tool or by the library.
+  EXPECT_EQ(s.tool({"commit"}).status, 0);
+  EXPECT_EQ(s.scratch.read("/var/lib/nvram/committed/Power"), "0");
+  s.nvram.set("Power", "3");
+  s.nvram.commit();
+  EXPECT_EQ(s.scratch.read("/var/lib/nvram/committed/Power") + s.scratch.read("/var/lib/nvram/committed/ZLTMerge"),
+            "3ZLT8AC");
+}
+
+// Each stream begins with what the row says, and is empty when it says nothing.
+TEST(PduNvramTool, ExitCodesAndMessages) {
+  Store s;
+  s.nvram.set("Gone", "1");
+  const std::string R = s.scratch.dir();
+  const struct { std::vector<std::string> args; int status; std::string out, err; } cases[] = {
+      {{"--root", R, "get", "Absent"}, 1, "", ""},
+      {{"--root", R, "unset", "Gone"}, 0, "", ""},
+      {{"--root", R, "unset", "Gone"}, 1, "", ""},
+      {{"--help"}, 0, "usage: pdu-nvram --root DIR get KEY\n", ""},
+      {{"--root", R}, 2, "", "usage: pdu-nvram"},
+      {{"get", "Gone"}, 2, "", "pdu-nvram: --root DIR is required\n"},
+      {{"--root", R, "frob"}, 2, "", "pdu-nvram: unknown command 'frob'\n"},
+      {{"--root", R, "set", "A"}, 2, "", "pdu-nvram: set takes 2 arguments\n"},
+      {{"--root", R, "get", ""}, 2, "", "pdu-nvram: invalid key ''\n"},
+  };
+  auto shape = [](int status, const std::string& out, const std::string& err, const auto& c) {
+    return std::to_string(status) + "|" + out.substr(0, c.out.size()) + std::to_string(out.empty()) + "|" +
+           err.substr(0, c.err.size()) + std::to_string(err.empty());
+  };
+  for (const auto& c : cases) {
+    auto r = run_built_program("pdu-nvram", c.args);
+    EXPECT_EQ(shape(r.status, r.out, r.err, c), shape(c.status, c.out, c.err, c));
+  }
+}
+
+TEST(SerialPort, TheLineTakesTheSpeedStopBitsAndRawMode) {
+  const struct { int speed, bits; char parity; int stop; speed_t rate; tcflag_t stop_flag; } cases[] = {
+      {115200, 8, 'N', 1, B115200, 0}, {2400, 7, 'E', 2, B2400, CSTOPB}, {4800, 8, 'O', 1, B4800, 0},
+      {57600, 8, 'N', 1, B9600, 0}};  // any other speed: 9600
+  // One line for every row: each setting replaces the one before it whole.
+  int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0);
+  int fd = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+  ASSERT_GE(fd, 0);
+  for (const auto& c : cases) {
+    ASSERT_EQ(board::set_opt(fd, c.speed, c.bits, c.parity, c.stop, stdout), 0) << c.speed;
+    termios t{};
+    ASSERT_EQ(::tcgetattr(fd, &t), 0);
+    EXPECT_EQ(::cfgetospeed(&t), c.rate) << c.speed;
+    EXPECT_EQ(::cfgetispeed(&t), c.rate) << c.speed;
+    EXPECT_EQ(t.c_cflag & CSTOPB, c.stop_flag) << c.speed;
+    EXPECT_EQ(t.c_lflag & (ICANON | ECHO), 0u) << c.speed;
+    EXPECT_EQ(t.c_cc[VMIN], 0);
+  }
+  ::close(fd);
+  ::close(master);
+}
+
+int pipe_fds[2];
+
+// A signal during the wait is no failure; a descriptor in error is one, and
+// says so. Descriptor 0 is a line like any other (a daemon started without
+// standard input).
+TEST(SerialLine, WaitsThroughSignalsNamesAFailureAndWritesOnAnyDescriptor) {
+  ASSERT_EQ(::pipe2(pipe_fds, O_NONBLOCK), 0);
+  struct sigaction on{}, old{};
+  on.sa_handler = [](int) { (void)!::write(pipe_fds[1], "x", 1); };  // the data comes with the signal
+  ASSERT_EQ(::sigaction(SIGALRM, &on, &old), 0);
+  itimerval once{{0, 0}, {0, 50000}};
+  ::setitimer(ITIMER_REAL, &once, nullptr);
+  board::SerialSource line(pipe_fds[0]);
+  EXPECT_EQ(line.wait(10000), board::ByteSource::Wait::Data) << line.failure();
+  ::sigaction(SIGALRM, &old, nullptr);
+  char got[16] = "";
+  EXPECT_EQ(::read(pipe_fds[0], got, sizeof got), 1);
+  const int saved = ::dup(0);
+  ASSERT_EQ(::dup2(pipe_fds[1], 0), 0);
+  board::SerialMcuLine mcu;
+  mcu.set_fd(0);
+  EXPECT_EQ(mcu.write("GUISTATUS\r\n", 11), 11);
+  ::dup2(saved, 0);
+  ::close(saved);
+  EXPECT_EQ(::read(pipe_fds[0], got, sizeof got), 11);
+  ::close(pipe_fds[0]);  // the write end of a pipe nobody reads is in error
+  board::SerialSource broken(pipe_fds[1]);
+  EXPECT_EQ(broken.wait(0), board::ByteSource::Wait::Failed);
+  EXPECT_EQ(broken.failure(), "POLLERR");
+  ::close(pipe_fds[1]);
+}
+
+TEST(SystemRunner, StatusesAndOutput) {
+  board::SystemRunner runner;  // that spawn runs no shell, the trap sent to a real receiver shows
+  EXPECT_EQ(runner.run("exit 3"), 3);
+  EXPECT_EQ(runner.run("kill -9 $$"), 128 + 9);
+  EXPECT_NE(runner.spawn({"/no/such/program"}), 0);
+  EXPECT_NE(runner.capture({"/no/such/program"}).status, 0);
+  EXPECT_EQ(runner.spawn({}), -1);
+  EXPECT_EQ(runner.capture({}).status, -1);
+  // A signal that interrupts the wait does not lose the status.
+  struct sigaction on{}, old{};
+  on.sa_handler = [](int) {};
+  ASSERT_EQ(::sigaction(SIGUSR1, &on, &old), 0);  // no SA_RESTART
+  EXPECT_EQ(runner.spawn({"/bin/sh", "-c", "kill -USR1 $PPID; exit 7"}), 7);
+  // The standard output only, however long.
+  board::Capture c = runner.capture({"/bin/sh", "-c", "kill -USR1 $PPID; echo err >&2; i=0; "
+                                                      "while [ $i -lt 20000 ]; do echo 0123456789; i=$((i+1)); done; exit 2"});
+  ::sigaction(SIGUSR1, &old, nullptr);
+  EXPECT_EQ(c.status, 2);
+  EXPECT_EQ(c.output.size(), 220000u);
+  EXPECT_EQ(c.output.find_first_not_of("0123456789\n"), std::string::npos);
 }
 
 }  // namespace
