@@ -1,5 +1,4 @@
-// The entry point's tools: the options, `pdud --explain`, `pdud --list-recognisers`
-// and the trace file's bound (the daemon's end-to-end test reads what it records).
+// The entry point's tools: the options, `pdud --explain` and `pdud --list-recognisers`.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -11,9 +10,7 @@
 #include "app/daemon.h"
 #include "app/explain.h"
 #include "app/options.h"
-#include "board/trace_file.h"
 #include "channels/http_server.h"
-#include "support/scratch_root.h"
 
 namespace {
 
@@ -118,20 +115,6 @@ TEST(ListRecognisers, IsTheChainInTheOrderItIsTried) {
   }
   EXPECT_GT(listed.size(), 200u);
   EXPECT_EQ(last, "set-tcp-ip1-dhcp-off \"[SUCCESS]Set The TCP/IP1 DHCP OFF\"");
-}
-
-TEST(Trace, IsBoundedToTwoRotatedFiles) {
-  testing_support::ScratchRoot scratch;
-  {
-    board::TraceFile trace(scratch.path("/trace"), 300);
-    ASSERT_TRUE(trace.ok());
-    for (int i = 0; i < 40; ++i) trace.line("rx", board::TraceFile::quoted("line " + std::to_string(i) + "\r\n"));
-  }
-  const std::string now = scratch.read("/trace"), before = scratch.read("/trace.1");
-  EXPECT_LE(now.size(), 300u);
-  EXPECT_TRUE(!before.empty() && before.size() <= 300u);
-  EXPECT_FALSE(scratch.exists("/trace.2"));
-  EXPECT_NE(now.find("\"line 39\\r\\n\"\n"), std::string::npos) << now;
 }
 
 }  // namespace

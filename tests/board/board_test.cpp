@@ -255,32 +255,6 @@ TEST(HostNvram, HeldValuesBadKeysAndCommit) {
             "3ZLT8AC");
 }
 
-// Each stream begins with what the row says, and is empty when it says nothing.
-TEST(PduNvramTool, ExitCodesAndMessages) {
-  Store s;
-  s.nvram.set("Gone", "1");
-  const std::string R = s.scratch.dir();
-  const struct { std::vector<std::string> args; int status; std::string out, err; } cases[] = {
-      {{"--root", R, "get", "Absent"}, 1, "", ""},
-      {{"--root", R, "unset", "Gone"}, 0, "", ""},
-      {{"--root", R, "unset", "Gone"}, 1, "", ""},
-      {{"--help"}, 0, "usage: pdu-nvram --root DIR get KEY\n", ""},
-      {{"--root", R}, 2, "", "usage: pdu-nvram"},
-      {{"get", "Gone"}, 2, "", "pdu-nvram: --root DIR is required\n"},
-      {{"--root", R, "frob"}, 2, "", "pdu-nvram: unknown command 'frob'\n"},
-      {{"--root", R, "set", "A"}, 2, "", "pdu-nvram: set takes 2 arguments\n"},
-      {{"--root", R, "get", ""}, 2, "", "pdu-nvram: invalid key ''\n"},
-  };
-  auto shape = [](int status, const std::string& out, const std::string& err, const auto& c) {
-    return std::to_string(status) + "|" + out.substr(0, c.out.size()) + std::to_string(out.empty()) + "|" +
-           err.substr(0, c.err.size()) + std::to_string(err.empty());
-  };
-  for (const auto& c : cases) {
-    auto r = run_built_program("pdu-nvram", c.args);
-    EXPECT_EQ(shape(r.status, r.out, r.err, c), shape(c.status, c.out, c.err, c));
-  }
-}
-
 TEST(SerialPort, TheLineTakesTheSpeedStopBitsAndRawMode) {
   const struct { int speed, bits; char parity; int stop; speed_t rate; tcflag_t stop_flag; } cases[] = {
       {115200, 8, 'N', 1, B115200, 0}, {2400, 7, 'E', 2, B2400, CSTOPB}, {4800, 8, 'O', 1, B4800, 0},

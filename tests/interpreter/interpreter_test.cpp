@@ -62,19 +62,6 @@ TEST(Dispatcher, PhraseSearch) {
   EXPECT_EQ(interp::taken_by(h.ctx), "no effect");
 }
 
-// Each outlet's time replies go to that outlet's keys, and only there.
-TEST(QueryReplies, PerOutletTimesGoToTheOutletsOwnKey) {
-  const std::pair<const char*, const char*> replies[] = {{"<GetOutletPowerOnTime ", "Powerdelay"},
-      {"<GetOutletPowerOffTime ", "Poweroffdelay"}, {"<GetOutletEleResetTime ", "ResetDelay"},
-      {"<GetOutletPowerRestaTime ", "Restadelay"}};
-  testing_support::InterpreterHarness h;
-  for (const auto& [reply, stem] : replies)
-    for (int n = 1; n <= 8; ++n) h.feed(reply + std::to_string(n) + " " + stem + std::to_string(n) + "s");
-  EXPECT_EQ(h.nvram.values.size(), 32u);
-  for (const auto& [key, value] : h.nvram.values) EXPECT_EQ(value, key + "s");
-  EXPECT_TRUE(h.settings_lines().empty());
-}
-
 // The cipher runs with the password as its own argument, never through a
 // shell; only its encrypted form is stored, and nothing when it fails.
 TEST(Password, OnlyTheEncryptedFormIsStored) {
