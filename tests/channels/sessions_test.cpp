@@ -64,32 +64,6 @@ TEST(FdPassing, SessionsReceiveLinesUntilTheirOwnCloseHandOver) {
   }
 }
 
-TEST(FdPassing, Port23SessionsNeedTelnetEnabled) {
-  ChannelsHarness h;
-  int sv[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sv), 0);
-  h.ch->rev_fd[2].store(sv[0]);  // a port-23 session in slot 2
-  struct Case {
-    const char* enable;  // nullptr: absent
-    const char* radio;
-    bool sent;
-  } cases[] = {{nullptr, "0000", false}, {"1", "0000", false}, {"0", "000", false},
-               {"0", "0001", false},     {"0", "1110", true},   {"0", "0010", true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.enable ? c.enable : "(absent)") + " " + c.radio);
-    h.nvram.values = {{"Telnetradio", c.radio}};
-    if (c.enable) h.nvram.values["EnableTelnet"] = c.enable;
-    h.output->telnet_send(2, "x\r\n", 3);
-    // A marker line that always goes tells a skipped send from a slow one.
-    h.nvram.values = {{"EnableTelnet", "0"}, {"Telnetradio", "0000"}};
-    h.output->telnet_send(2, "mark\r\n", 6);
-    std::string got;
-    EXPECT_TRUE(read_until(sv[1], got, [&] { return got.find("mark\r\n") != std::string::npos; }));
-    EXPECT_EQ(got, c.sent ? "x\r\nmark\r\n" : "mark\r\n");
-  }
-  ::close(sv[1]);
-}
-
 // Every descriptor not kept is closed, whatever their count (253 is the most
 // one message carries); a slot out of range keeps none; a message without
 // descriptors, or none at all, is reported. A kept descriptor is closed by

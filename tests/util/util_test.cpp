@@ -1,6 +1,6 @@
 // Interface queries against the kernel, the default gateway from a route
 // table, dotted-quad, mask and host-range checks, the integer helpers, the
-// board's cipher script and the MD5 digest.
+// board's cipher script.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -150,14 +150,6 @@ TEST(Aes, ScriptArgumentsResultsAndRefusals) {
   testing_support::RecordingRunner runner;  // no reply: the script failed
   EXPECT_EQ(util::aes_decrypt(runner, scratch.root(), "pw"), std::nullopt);
   EXPECT_EQ(runner.argvs, (std::vector<Argv>{{script, "-d", "pw"}}));
-}
-
-// The digest is written as hex with its terminator, and the end of the text returned.
-TEST(Md5, DigestAsHex) {
-  char out[40];
-  std::fill(std::begin(out), std::end(out), 'x');
-  EXPECT_EQ(util::get_str_md5("abc", out), out + 32);
-  EXPECT_STREQ(out, "900150983cd24fb0d6963f7d28e17f72");  // RFC 1321's test suite
 }
 
 }  // namespace
