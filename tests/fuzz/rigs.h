@@ -18,17 +18,9 @@ using namespace testing_support;
 
 // A unit on a scratch root, its board made of test doubles (Runner records
 // or checks the commands run).
-template <class Runner> struct Unit {
-  ScratchRoot scratch;
-  MemoryNvram nvram;
-  Runner runner;
-  RecordingClock clock;
-  RecordingMcu mcu;
-  core::SharedState state;
-  board::Files files{scratch.root()};
-  board::SettingsFile settings{files};
+template <class Runner> struct Unit : UnitDoubles<Runner> {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> out{std::fopen("/dev/null", "w"), std::fclose};
-  board::Board board{files, nvram, settings, runner, clock, mcu, out.get()};
+  board::Board board{this->files, this->nvram, this->settings, this->runner, this->clock, this->mcu, out.get()};
 };
 
 // A worker that collects every message queued for the interpreter.

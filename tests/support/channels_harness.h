@@ -17,9 +17,7 @@
 #include "board/board.h"
 #include "channels/channels.h"
 #include "channels/forwarding.h"
-#include "core/state.h"
 #include "support/fakes.h"
-#include "support/scratch_root.h"
 #include "support/wait.h"
 
 namespace testing_support {
@@ -37,21 +35,13 @@ class LockedMcu : public board::McuLine {
   std::string bytes_;
 };
 
-struct ChannelsHarness {
+struct ChannelsHarness : UnitDoubles<RecordingRunner, LockedMcu> {
   ChannelsHarness();
   ~ChannelsHarness();  // stops and joins the servers
   // Starts a server on a thread joined at the end.
   void run(std::thread t) { threads.push_back(std::move(t)); }
   std::string printed() const { return scratch.read("/printed.txt"); }  // by the channels so far
 
-  ScratchRoot scratch;
-  MemoryNvram nvram;
-  RecordingRunner runner;
-  RecordingClock clock;
-  LockedMcu mcu;
-  core::SharedState state;
-  board::Files files{scratch.root()};
-  board::SettingsFile settings{files};
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> out{std::fopen(scratch.path("/printed.txt").c_str(), "w"),
                                                       std::fclose};
   board::Board board{files, nvram, settings, runner, clock, mcu, out.get()};

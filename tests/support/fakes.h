@@ -2,12 +2,15 @@
 // Test doubles of the board, on top of the board's own recording pieces:
 // nvram in memory that notes the order of its sets, a runner that also keeps
 // the argv commands and plays scripted capture outputs, a clock that records
-// sleeps, an MCU line that records bytes.
+// sleeps, an MCU line that records bytes; and a unit made of them.
 #include <deque>
 #include <string>
 #include <vector>
 
 #include "board/recording.h"
+#include "board/settings_file.h"
+#include "core/state.h"
+#include "support/scratch_root.h"
 
 namespace testing_support {
 
@@ -49,6 +52,20 @@ class RecordingMcu : public board::RecordingMcu {
   }
   using board::McuLine::write;
   std::string bytes;  // writes: each write on its own
+};
+
+// A unit on a scratch root: its settings file, and the doubles for the rest
+// of the board (the runner and the MCU line as the test needs them).
+template <class Runner = RecordingRunner, class Mcu = RecordingMcu>
+struct UnitDoubles {
+  ScratchRoot scratch;
+  MemoryNvram nvram;
+  Runner runner;
+  RecordingClock clock;
+  Mcu mcu;
+  core::SharedState state;
+  board::Files files{scratch.root()};
+  board::SettingsFile settings{files};
 };
 
 }  // namespace testing_support

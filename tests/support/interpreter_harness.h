@@ -7,15 +7,13 @@
 #include <cstring>
 #include <memory>
 
-#include "core/state.h"
 #include "interpreter/common/context.h"
 #include "interpreter/dispatcher.h"
 #include "support/fakes.h"
-#include "support/scratch_root.h"
 
 namespace testing_support {
 
-struct InterpreterHarness {
+struct InterpreterHarness : UnitDoubles<> {
   ~InterpreterHarness() { std::fclose(out_), std::free(out_buf_); }
 
   // Interprets one message as the worker would: in a 4500-byte buffer, in a
@@ -41,17 +39,9 @@ struct InterpreterHarness {
     return fresh;
   }
 
-  ScratchRoot scratch;
-  MemoryNvram nvram;
-  RecordingRunner runner;
-  RecordingClock clock;
-  RecordingMcu mcu;
-  core::SharedState state;
   char* out_buf_ = nullptr;  // what handlers print
   size_t out_len_ = 0, taken_ = 0;
   std::FILE* out_ = open_memstream(&out_buf_, &out_len_);
-  board::Files files{scratch.root()};
-  board::SettingsFile settings{files};
   interp::Context ctx{board::Board{files, nvram, settings, runner, clock, mcu, out_}, state};
 };
 
