@@ -76,11 +76,7 @@ TEST_F(TcpServerTest, BytesGoUnchangedAndTheReplyToTheLastSpeakerAfterTelnetNego
   // b negotiates: the block is not for the MCU, yet names b as the speaker.
   ASSERT_TRUE(b->send("\xFF\xFD\x01"));
   ASSERT_TRUE(speaker_is(1));
-  struct Step {
-    Client* who;
-    int slot;
-    std::string bytes, reply;
-  } steps[] = {
+  struct Step { Client* who; int slot; std::string bytes, reply; } steps[] = {
       {b.get(), 1, "\xFF\xFB\x03", "ok."},  // one dropped block is all the rule takes
       {a.get(), 0, "GetOutlet1\r\n", "Outlet1 On."},
       {b.get(), 1, "raw\rbytes\n\x01\xFF late", "Second."},  // no more inspection until the next accept
@@ -229,9 +225,7 @@ TEST(WebSocketCodec, HandshakeAnswers) {
   const std::string key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
   const std::string answer = handshake_response("GET / HTTP/1.1\r\nHost: x\r\n" + key + "\r\n");
   EXPECT_NE(answer.find("\r\nSec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n\r\n"), std::string::npos);
-  struct Case {
-    std::string request, response;
-  } cases[] = {
+  struct Case { std::string request, response; } cases[] = {
       {"GET / HTTP/1.1\r\nX-Long: " + std::string(300, 'h') + "\r\n" + key + "\r\n", answer},
       {"GET / HTTP/1.1\r\nHost: x\r\n\r\n" + key, ""},  // after the end
       {"", ""},
@@ -381,11 +375,7 @@ TEST_F(WebSocketTest, EchoControlFramesAndFeatureFlags) {
 
 TEST_F(WebSocketTest, TheRequestEndsAtItsEmptyLineAndAForeignPageGetsOnly403) {
   const std::string stop = frame(0x81, "StopAudioMic"), echo = std::string("\x81\x0cStopAudioMic");
-  struct Case {
-    const char* what;
-    std::string bytes, reply;
-    bool closed;
-  } cases[] = {
+  struct Case { const char* what; std::string bytes, reply; bool closed; } cases[] = {
       {"no key", "GET / HTTP/1.1\r\nHost: x\r\n\r\n", "", true},
       {"a frame in the same packet", request() + stop, kAnswer + echo, false},
       {"a body that is no frame", request() + "X=1&Y=" + std::string(12000, 'y'), kAnswer, true},
@@ -462,10 +452,7 @@ TEST_F(WebSocketTest, EveryGuiGetsTheReportAndStalledOrOversizedPeersDelayNobody
 
 TEST(CommandPortGuard, ClassifiesRequestLinesAndHostHeaders) {
   const LineKind kReq = LineKind::kHttpRequest, kHost = LineKind::kHostHeader, kCmd = LineKind::kCommand;
-  struct Case {
-    const char* line;
-    LineKind kind;
-  } cases[] = {
+  struct Case { const char* line; LineKind kind; } cases[] = {
       {"GET / HTTP/1.1", kReq},          {"POST /api?x=1 HTTP/1.0\r", kReq}, {"PUT /x HTTP/1.1", kReq},
       {"DELETE /x HTTP/1.1\r", kReq},    {"HEAD / HTTP/1.0", kReq},          {"OPTIONS * HTTP/1.1", kReq},
       {"PATCH /a%20b HTTP/1.1", kReq},   {"Host:", kHost},                   {"host: 10.0.0.5:4001\r", kHost},
@@ -509,10 +496,7 @@ TEST(CommandPortGuard, HoldsOnlyWhatMayStillBeARequestAndForwardsTheRestUnchange
 
 TEST(GuiOrigin, OwnHostAnyPortOrListedOrigin) {
   const std::vector<std::string> allowed = {"https://GUI.example:8443/"};
-  struct Case {
-    std::optional<std::string> origin, host;
-    OriginVerdict verdict;
-  } cases[] = {
+  struct Case { std::optional<std::string> origin, host; OriginVerdict verdict; } cases[] = {
       {std::nullopt, "10.0.0.5:45678", OriginVerdict::kNoOrigin},
       {"http://10.0.0.5", "10.0.0.5:45678", OriginVerdict::kSameHost},
       {"https://PDU.local:8443", "pdu.local:45678", OriginVerdict::kSameHost},
