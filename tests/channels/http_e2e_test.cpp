@@ -205,10 +205,7 @@ TEST(DaemonChannels, CommandClientsAndBadHttpPeersFromStartToStop) {
       cut = ::poll(&p, 1, 500) > 0 && slow.wait_closed();
     }
   });
-  struct Case {
-    std::string request;
-    const char* status;  // the status line's start
-  } cases[] = {
+  struct Case { std::string request; const char* status; } cases[] = {  // status: the status line's start
       {"\x01\x02 garbage \xff\r\n\r\n", "HTTP/1.1 400"},
       {"GET /" + std::string(20000, 'a') + " HTTP/1.1\r\n\r\n", "HTTP/1.1 414"},
       {"GET / HTTP/1.1\r\nX-Big: " + std::string(20000, 'b') + "\r\n\r\n", "HTTP/1.1 400"},

@@ -340,10 +340,8 @@ TEST_F(WebSocketTest, EachReportValueComesFromItsOwnNvramKey) {
 TEST_F(WebSocketTest, EchoControlFramesAndFeatureFlags) {
   auto g = gui();
   auto echoed = [](const std::string& t) { return std::make_pair(frame(0x81, t), std::vector<Frame>{text(t)}); };
-  struct Step {
-    std::pair<std::string, std::vector<Frame>> bytes_replies;
-    int reflesh, cable;  // after it
-  } steps[] = {
+  // The bytes sent, the frames they get back, and the feature flags after them.
+  struct Step { std::pair<std::string, std::vector<Frame>> bytes_replies; int reflesh, cable; } steps[] = {
       {echoed("StartAudioMic"), 1, 0},
       {echoed("StartAdditionalCableQuality"), 1, 1},
       {echoed("StopAudioMicNow"), 0, 1},  // a prefix is enough
@@ -465,11 +463,8 @@ TEST(CommandPortGuard, ClassifiesRequestLinesAndHostHeaders) {
 }
 
 TEST(CommandPortGuard, HoldsOnlyWhatMayStillBeARequestAndForwardsTheRestUnchanged) {
-  struct Case {
-    std::vector<std::string> blocks;
-    std::vector<std::string> forwarded;  // after each block
-    bool dropped;                        // by the last block
-  } cases[] = {
+  // What is forwarded after each block, and whether the last block drops the peer.
+  struct Case { std::vector<std::string> blocks, forwarded; bool dropped; } cases[] = {
       {{"GET sta", "tus\r\n"}, {"", "GET status\r\n"}, false},
       {{"x", "Off 1", "\r\n"}, {"x", "Off 1", "\r\n"}, false},
       {{"FOO / HTTP/1.1\r\nOff 2\r\n"}, {""}, true},

@@ -41,10 +41,8 @@ TEST(FdPassing, SessionsReceiveLinesUntilTheirOwnCloseHandOver) {
     EXPECT_TRUE(child.wait_exit() == 0 && child.output.find("handed over") != std::string::npos) << child.output;
     return far;
   };
-  struct Session {
-    int port, slot;
-    std::unique_ptr<Client> far;
-  } sessions[] = {{8000, 5, {}}, {23, 5, {}}, {23, 1023, {}}, {8000, 0, {}}};
+  struct Session { int port, slot; std::unique_ptr<Client> far; } sessions[] = {
+      {8000, 5, {}}, {23, 5, {}}, {23, 1023, {}}, {8000, 0, {}}};
   auto entry = [&](const Session& s) { return (s.port == 23 ? h.ch->rev_fd : h.ch->rev_fd8000)[s.slot].load(); };
   for (Session& s : sessions) {
     ASSERT_TRUE(s.far = peer(s.port, s.slot, std::to_string(free_port())));
@@ -70,10 +68,7 @@ TEST(FdPassing, SessionsReceiveLinesUntilTheirOwnCloseHandOver) {
 // the row after it.
 TEST(FdPassing, EveryCarriedDescriptorNotKeptIsClosed) {
   ChannelsHarness h;
-  struct Case {
-    int port, slot, flag, carried;
-    size_t kept;
-  } cases[] = {{23, 9, 1, 253, 1},  {23, 9, 0, 253, 0},  {23, 1024, 1, 1, 0}, {23, -1, 1, 1, 0},
+  struct Case { int port, slot, flag, carried; size_t kept; } cases[] = {{23, 9, 1, 253, 1},  {23, 9, 0, 253, 0},  {23, 1024, 1, 1, 0}, {23, -1, 1, 1, 0},
                {23, 9, -1, 1, 0},   {8000, 9, -1, 1, 1}, {8000, 9, 0, 1, 0},  {23, 9, 1, 0, 0},
                {8000, 9, 1, 0, 0},  {23, 9, 1, -1, 0}};
   const std::set<int> before = unkept_descriptors(*h.ch);

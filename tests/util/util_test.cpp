@@ -50,10 +50,8 @@ TEST(GetGateway, RouteTables) {
   const std::string deflt = "br-lan2\t00000000\t0101A8C0\t0003\t0\t0\t0\t00000000\t0\t0\t0\n";
   const std::string up_via = "eth2\t0000000A\tFE00000A\t0003\t0\t0\t0\t000000FF\t0\t0\t0\n";
   const std::string down_via = "eth3\t0000000B\tFE00000B\t0002\t0\t0\t0\t000000FF\t0\t0\t0\n";
-  const struct {
-    const char* mode;  // wanConnectionMode, null when absent
-    std::string table, returned, stored;  // stored: wan_gateway, "-" when nothing is stored
-  } cases[] = {
+  // mode: wanConnectionMode, null when absent; stored: wan_gateway, "-" when nothing is stored.
+  const struct { const char* mode; std::string table, returned, stored; } cases[] = {
       {"DHCP", head + lan + deflt, "192.168.1.1", "192.168.1.1"},  // the default route
       {"DHCPv6", head + deflt + up_via, "192.168.1.1", "192.168.1.1"},  // the first one
       {"DHCP", head + up_via + down_via, "10.0.0.254", "10.0.0.254"},  // else the last route that was up
