@@ -136,6 +136,19 @@ TEST_F(Reader, ForwardsLinesToSessionsUnlessFiltered) {
   EXPECT_FALSE(core::is_forward_filtered("<Status 1"));
 }
 
+// A fuzz finding: an overflow clears only the start of the receive buffer; a
+// later message longer than that must not pick up the older bytes beyond it,
+// nor look like the microphone level they end in (dropped while the GUI does
+// not show it).
+TEST_F(Reader, AMessageAfterAnOverflowHoldsOnlyItsOwnBytes) {
+  for (const auto& [end, tail] : {std::pair<std::string, std::string>{".~~~~~~~~~~~", "."}, {"\r\n", ""}}) {
+    queued.clear();
+    const std::string message(1100, 'B');
+    line(std::string(4400, 'A') + "MIC1 Peak_Level -30" + std::string(72, 'A') + message + end);
+    EXPECT_EQ(interpreted(), Lines{message + tail}) << "ended by " << tail;
+  }
+}
+
 // A line that says text, then hangs up: a pipe whose writer is gone.
 int line_saying(const char* text) {
   int p[2];
