@@ -322,8 +322,6 @@ TEST_F(WebSocketTest, EachReportValueComesFromItsOwnNvramKey) {
                          {"IRLabel7", ""}, {"IRValue7", "0x70"}});
   auto report = channels::live_report(*h.ch);
   ASSERT_EQ(report.size(), 82u);
-  EXPECT_EQ(report[0].first, "Videostatus=");
-  EXPECT_EQ(report[81].first, "ChargingMode=");
   for (const auto& [k, v] : report) {
     std::string key = k.substr(0, k.size() - 1);
     if (key == "network")

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -19,6 +18,7 @@
 #include "board/trace_file.h"
 #include "mcu-sim/mcu_model.h"
 #include "mcu-sim/transcript.h"
+#include "support/board_process.h"
 #include "support/interpreter_harness.h"
 
 using testing_support::InterpreterHarness;
@@ -116,14 +116,11 @@ TEST(Transcript, GivesBackTheLinesReadWithTheirPauses) {
 TEST(Demo, RunsPrintsTheUnitFromNvramAndLeavesNothingBehind) {
   testing_support::ScratchRoot scratch;
   const std::string root = scratch.dir() + "/demo";
-  const std::string cmd = std::string("DEMO_SECONDS=1 DEMO_ROOT=") + root + " bash " + PDUD_SOURCE_DIR +
-                          "/scripts/demo.sh " + PDUD_BINARY_DIR + " 2>&1";
-  std::FILE* p = popen(cmd.c_str(), "r");
-  ASSERT_NE(p, nullptr);
-  std::string out, watts;
-  char buf[4096];
-  for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-  ASSERT_EQ(pclose(p), 0) << out;
+  const testing_support::ProcessResult demo = testing_support::run_process(
+      {"/usr/bin/env", "DEMO_SECONDS=1", "DEMO_ROOT=" + root, "bash", PDUD_SOURCE_DIR "/scripts/demo.sh", PDUD_BINARY_DIR});
+  const std::string out = demo.out + demo.err;
+  ASSERT_EQ(demo.status, 0) << out;
+  std::string watts;
   // The summary shows what the daemon wrote to nvram.
   std::ifstream power1(root + "/var/lib/nvram/buffer/Power1");
   ASSERT_TRUE(std::getline(power1, watts)) << "no Power1 in nvram";
