@@ -232,7 +232,7 @@ TEST(DaemonChannels, CommandClientsAndBadHttpPeersFromStartToStop) {
   d.mcu_send("[SUCCESS]Set Outlet 3 OFF\r\n");
   EXPECT_TRUE(wait_until([&] { return d.get("/api/state").find("\"outlet\":3,\"on\":false") != std::string::npos; }));
 
-  EXPECT_EQ(d.stop(), 0);
+  EXPECT_EQ(d.stop(), 0) << d.output();
   for (int unit_key : {channels::kTelnet23Key, channels::kTelnet8000Key, channels::kSshKey})
     EXPECT_EQ(::shmget(channels::segment_key(d.scratch.root(), unit_key), 0, 0), -1) << unit_key;
 }
