@@ -6,7 +6,6 @@
 // channel over TLS with openssl and headless Chromium as its peers.
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
